@@ -1,0 +1,178 @@
+#include <QXFoundation/QXDispatchQueue.h>
+
+#include "platform/QXPlatform_p.h"
+
+#include <QCoreApplication>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QThread>
+#include <QThreadPool>
+#include <QTimer>
+#include <QWaitCondition>
+
+#include <deque>
+#include <thread>
+
+#include <pthread.h>
+
+struct QXDispatchQueue::State
+{
+    QString label;
+    QMutex mutex;
+    QWaitCondition wake;
+    std::deque<std::function<void()>> tasks;
+    bool stopping = false;
+    std::thread thread;
+};
+
+namespace {
+// The queue whose task is running on this thread, if any.
+thread_local const void *currentQueue = nullptr;
+} // namespace
+
+QXDispatchQueue::QXDispatchQueue(const QString &label)
+    : m_state(std::make_shared<State>())
+{
+    m_state->label = label;
+    // The worker holds the state, not the queue object, so it can outlive a
+    // queue released from one of its own tasks.
+    std::shared_ptr<State> state = m_state;
+    m_state->thread = std::thread([state] {
+        // The kernel keeps 15 bytes of a thread's name: enough to tell queues apart in a debugger.
+        const QByteArray name = (state->label.isEmpty() ? QStringLiteral("QXDispatchQueue") : state->label).toUtf8().left(15);
+        pthread_setname_np(pthread_self(), name.constData());
+        currentQueue = state.get();
+        for (;;) {
+            std::function<void()> task;
+            {
+                QMutexLocker locker(&state->mutex);
+                while (state->tasks.empty() && !state->stopping)
+                    state->wake.wait(&state->mutex);
+                if (state->tasks.empty())
+                    break;
+                task = std::move(state->tasks.front());
+                state->tasks.pop_front();
+            }
+            task();
+        }
+        currentQueue = nullptr;
+    });
+}
+
+QXDispatchQueue::~QXDispatchQueue()
+{
+    {
+        QMutexLocker locker(&m_state->mutex);
+        m_state->stopping = true;
+        m_state->wake.wakeAll();
+    }
+    if (isCurrent()) {
+        // Released from inside a task: the worker cannot wait for itself. It
+        // drains the remaining tasks and ends on its own.
+        m_state->thread.detach();
+        return;
+    }
+    m_state->thread.join();
+}
+
+QString QXDispatchQueue::label() const
+{
+    return m_state->label;
+}
+
+bool QXDispatchQueue::isCurrent() const
+{
+    return currentQueue == m_state.get();
+}
+
+void QXDispatchQueue::async(std::function<void()> task)
+{
+    if (!task)
+        return;
+    QMutexLocker locker(&m_state->mutex);
+    m_state->tasks.push_back(std::move(task));
+    m_state->wake.wakeOne();
+}
+
+void QXDispatchQueue::sync(const std::function<void()> &task)
+{
+    if (!task)
+        return;
+    if (isCurrent()) {
+        qCCritical(lcQXFoundation, "QXDispatchQueue::sync called from a task of queue \"%s\"; "
+                                   "running it inline instead of deadlocking",
+                   qUtf8Printable(m_state->label));
+        task();
+        return;
+    }
+    QMutex doneMutex;
+    QWaitCondition doneCondition;
+    bool done = false;
+    async([&] {
+        task();
+        QMutexLocker locker(&doneMutex);
+        done = true;
+        doneCondition.wakeAll();
+    });
+    QMutexLocker locker(&doneMutex);
+    while (!done)
+        doneCondition.wait(&doneMutex);
+}
+
+bool QXDispatch::isMainThread()
+{
+    const QCoreApplication *app = QCoreApplication::instance();
+    return app && QThread::currentThread() == app->thread();
+}
+
+void QXDispatch::mainAsync(std::function<void()> task)
+{
+    QCoreApplication *app = QCoreApplication::instance();
+    if (!app) {
+        qCWarning(lcQXFoundation, "QXDispatch::mainAsync: no QCoreApplication; the task is dropped");
+        return;
+    }
+    QMetaObject::invokeMethod(app, std::move(task), Qt::QueuedConnection);
+}
+
+void QXDispatch::mainSync(const std::function<void()> &task)
+{
+    QCoreApplication *app = QCoreApplication::instance();
+    if (!app || QThread::currentThread() == app->thread()) {
+        task();
+        return;
+    }
+    QMetaObject::invokeMethod(app, task, Qt::BlockingQueuedConnection);
+}
+
+void QXDispatch::mainAfter(double seconds, std::function<void()> task)
+{
+    // Timers belong to the thread that starts them, so the timer is started
+    // from the main thread itself.
+    const int msec = seconds > 0 ? int(qMin(seconds * 1000.0 + 0.5, double(INT_MAX))) : 0;
+    mainAsync([msec, task = std::move(task)]() mutable {
+        QTimer::singleShot(msec, Qt::PreciseTimer, QCoreApplication::instance(), std::move(task));
+    });
+}
+
+namespace {
+// GCD's global queues add threads while tasks block; a pool capped at the
+// core count would let two blocking requests stall every other background task.
+struct BackgroundPool
+{
+    QThreadPool pool;
+    BackgroundPool() { pool.setMaxThreadCount(qMax(64, QThread::idealThreadCount())); }
+};
+Q_GLOBAL_STATIC(BackgroundPool, backgroundPool)
+} // namespace
+
+void QXDispatch::backgroundAsync(std::function<void()> task)
+{
+    if (!task)
+        return;
+    // The pool's threads serve only this queue, so they stay at the lowest priority.
+    backgroundPool()->pool.start([task = std::move(task)] {
+        QThread::currentThread()->setPriority(QThread::LowestPriority);
+        task();
+    });
+}

@@ -1,0 +1,4 @@
+qx_add_test(tst_qxnotificationcenter SOURCES tst_qxnotificationcenter.cpp)
+qx_add_test(tst_qxdispatchqueue SOURCES tst_qxdispatchqueue.cpp)
+qx_add_test(tst_qxbundle SOURCES tst_qxbundle.cpp)
+qx_add_test(tst_qxplatform SOURCES tst_qxplatform.cpp)

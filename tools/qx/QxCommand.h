@@ -1,0 +1,73 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <vector>
+
+class QTextStream;
+
+// Exit statuses of every qx command.
+enum QxExitStatus {
+    QxSuccess = 0,
+    QxFailure = 1, // the operation failed (bad data, missing file ...)
+    QxUsage = 2,   // the command line was wrong
+};
+
+// One command of the qx tool ("qx NAME ...").
+struct QxCommand
+{
+    enum class Application { Core, Gui, Widgets };
+
+    QString name;
+    QString synopsis;   // one line per form, shown by "qx --help"
+    QString help;       // the text of "qx NAME --help"
+    Application application = Application::Core;
+    // Receives the arguments after the command's name.
+    std::function<int(const QStringList &arguments)> run;
+};
+
+// A part of "qx tour": one component, shown with sample inputs and outputs.
+struct QxTourSection
+{
+    QString title;
+    std::function<void(class QxTour &tour)> run;
+};
+
+class QxTour
+{
+public:
+    explicit QxTour(QTextStream &out, const QString &galleryDirectory);
+    void heading(const QString &title);
+    void line(const QString &text);
+    // `expression` and what it gives, one per line.
+    void example(const QString &expression, const QString &result);
+    // A folder the tour may write files into (created on first use).
+    QString galleryDirectory();
+
+private:
+    QTextStream &m_out;
+    QString m_galleryDirectory;
+};
+
+// Helpers shared by the commands.
+namespace Qx {
+
+// Prints "qx: message" and the usage to stderr; returns QxUsage.
+int usageError(const QxCommand &command, const QString &message);
+// Prints "qx COMMAND: message" to stderr; returns QxFailure.
+int failure(const QString &command, const QString &message);
+bool wantsHelp(const QStringList &arguments);
+int printHelp(const QxCommand &command);
+
+// Reads FILE, or standard input when the path is empty or "-".
+bool readInput(const QString &path, QByteArray *data, QString *error);
+void writeStdout(const QByteArray &bytes);
+void printLine(const QString &text);
+
+} // namespace Qx
+
+// Each area of the library contributes its commands and its part of the tour.
+void registerTextCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
