@@ -8,6 +8,7 @@
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXError.h>
+#include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
 #include <QXFoundation/QXString.h>

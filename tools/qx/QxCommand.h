@@ -71,3 +71,12 @@ void printLine(const QString &text);
 
 // Each area of the library contributes its commands and its part of the tour.
 void registerTextCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerDataCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerCryptoCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerFilesCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerCollectionsCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerIntervalCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerGeometryCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerImagingCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerImageCacheCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);
+void registerRateCommands(std::vector<QxCommand> &commands, std::vector<QxTourSection> &tour);

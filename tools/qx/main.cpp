@@ -89,7 +89,17 @@ std::unique_ptr<QCoreApplication> makeApplication(QxCommand::Application kind, i
 int main(int argc, char **argv)
 {
     Tool tool;
+    // In tour order.
     registerTextCommands(tool.commands, tool.tour);
+    registerDataCommands(tool.commands, tool.tour);
+    registerCryptoCommands(tool.commands, tool.tour);
+    registerFilesCommands(tool.commands, tool.tour);
+    registerCollectionsCommands(tool.commands, tool.tour);
+    registerIntervalCommands(tool.commands, tool.tour);
+    registerGeometryCommands(tool.commands, tool.tour);
+    registerImagingCommands(tool.commands, tool.tour);
+    registerImageCacheCommands(tool.commands, tool.tour);
+    registerRateCommands(tool.commands, tool.tour);
 
     const QString name = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
     const QxCommand *command = tool.find(name);
