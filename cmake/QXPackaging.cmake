@@ -26,5 +26,7 @@ install(FILES ${PROJECT_BINARY_DIR}/QXFoundationConfig.cmake
               ${PROJECT_BINARY_DIR}/QXFoundationConfigVersion.cmake
     DESTINATION ${_qx_cmake_dir})
 
+# Relative to the .pc file, so the installed tree can be moved.
+file(RELATIVE_PATH QX_PC_RELATIVE_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/QXFoundation.pc.in ${PROJECT_BINARY_DIR}/QXFoundation.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/QXFoundation.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

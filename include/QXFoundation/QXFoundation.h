@@ -5,6 +5,7 @@
 #include <QXFoundation/QXGlobal.h>
 
 #include <QXFoundation/QXBundle.h>
+#include <QXFoundation/QXData.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXError.h>

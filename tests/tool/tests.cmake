@@ -1,0 +1,1 @@
+qx_add_test(tst_qxtool SOURCES tst_qxtool.cpp)
