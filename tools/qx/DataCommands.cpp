@@ -41,10 +41,11 @@ QxCommand base64Command()
         if (rest.size() > 1)
             return Qx::usageError(command, QStringLiteral("expected at most one FILE"));
 
-        QByteArray input;
+        Qx::InputBytes source;
         QString error;
-        if (!Qx::readInput(rest.value(0), &input, &error))
+        if (!source.open(rest.value(0), &error))
             return Qx::failure(command.name, error);
+        const QByteArray input = source.bytes();
         size_t length = 0;
         if (action == QLatin1String("encode")) {
             std::unique_ptr<char, FreeDeleter> text(
@@ -85,11 +86,11 @@ QxCommand digestCommand()
             digest = qx_sha256Hash;
         else
             return Qx::usageError(command, QStringLiteral("unknown algorithm '%1'").arg(algorithm));
-        QByteArray input;
+        Qx::InputBytes source;
         QString error;
-        if (!Qx::readInput(arguments.value(1), &input, &error))
+        if (!source.open(arguments.value(1), &error))
             return Qx::failure(command.name, error);
-        Qx::printLine(digest(input));
+        Qx::printLine(digest(source.bytes()));
         return int(QxSuccess);
     };
     return command;

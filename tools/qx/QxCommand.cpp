@@ -94,3 +94,18 @@ void Qx::printLine(const QString &text)
 {
     writeStdout(text.toUtf8() + '\n');
 }
+
+bool Qx::InputBytes::open(const QString &path, QString *error)
+{
+    if (!path.isEmpty() && path != QLatin1String("-")) {
+        m_file.setFileName(path);
+        if (m_file.open(QIODevice::ReadOnly) && m_file.size() > 0) {
+            if (uchar *mapped = m_file.map(0, m_file.size())) {
+                m_bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), qsizetype(m_file.size()));
+                return true;
+            }
+        }
+        m_file.close();
+    }
+    return readInput(path, &m_bytes, error);
+}

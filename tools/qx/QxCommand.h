@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 #include <QStringList>
 
@@ -64,6 +65,19 @@ int printHelp(const QxCommand &command);
 
 // Reads FILE, or standard input when the path is empty or "-".
 bool readInput(const QString &path, QByteArray *data, QString *error);
+
+// The bytes of FILE (or of standard input), mapped into memory when FILE is
+// a regular file so large inputs are neither copied nor held twice.
+class InputBytes
+{
+public:
+    bool open(const QString &path, QString *error);
+    QByteArray bytes() const { return m_bytes; }
+
+private:
+    QFile m_file;
+    QByteArray m_bytes;
+};
 void writeStdout(const QByteArray &bytes);
 void printLine(const QString &text);
 
