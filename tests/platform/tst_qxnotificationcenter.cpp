@@ -12,6 +12,7 @@ private Q_SLOTS:
     void removesByTokenAndByContext();
     void changesDuringDeliveryApplyAtOnce();
     void deliversOnThePostingThread();
+    void concurrentUse();
 };
 
 void tst_QXNotificationCenter::deliversSynchronouslyInRegistrationOrder()
@@ -113,6 +114,40 @@ void tst_QXNotificationCenter::deliversOnThePostingThread()
     thread->start();
     QVERIFY(thread->wait(5000));
     QCOMPARE(deliveredOn, thread.get());
+}
+
+void tst_QXNotificationCenter::concurrentUse()
+{
+    // Threads register, post and unregister at the same time: every post
+    // reaches the poster's own observer exactly once, nothing is lost or
+    // delivered after removal.
+    QXNotificationCenter center;
+    constexpr int threads = 6;
+    constexpr int posts = 2000;
+    std::atomic<int> failures{0};
+    std::vector<std::unique_ptr<QThread>> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back(QThread::create([&center, &failures, t] {
+            const QString name = QStringLiteral("N%1").arg(t);
+            int received = 0;
+            const auto token = center.addObserver(name, [&](const QXNotification &) { ++received; });
+            for (int i = 0; i < posts; ++i) {
+                center.post(name);
+                // Churn: short-lived observers of other names.
+                const auto other = center.addObserver(QStringLiteral("other"), [](const QXNotification &) {});
+                center.removeObserver(other);
+            }
+            center.removeObserver(token);
+            center.post(name);
+            if (received != posts)
+                ++failures;
+        }));
+        workers.back()->start();
+    }
+    for (auto &worker : workers)
+        QVERIFY(worker->wait(30000));
+    QCOMPARE(failures.load(), 0);
+    QCOMPARE(center.observerCount(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_QXNotificationCenter)
