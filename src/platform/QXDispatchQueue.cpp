@@ -1,25 +1,28 @@
 #include <QXFoundation/QXDispatchQueue.h>
 
 #include "platform/QXPlatform_p.h"
+#include "platform/QXTsan_p.h"
 
 #include <QCoreApplication>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QThread>
 #include <QThreadPool>
 #include <QTimer>
-#include <QWaitCondition>
 
+#include <condition_variable>
 #include <deque>
+#include <mutex>
 #include <thread>
 
 #include <pthread.h>
 
+// The queue synchronises with the standard library's primitives rather than
+// QMutex/QWaitCondition: ThreadSanitizer sees through them even though Qt's
+// own libraries are not instrumented.
 struct QXDispatchQueue::State
 {
     QString label;
-    QMutex mutex;
-    QWaitCondition wake;
+    std::mutex mutex;
+    std::condition_variable wake;
     std::deque<std::function<void()>> tasks;
     bool stopping = false;
     std::thread thread;
@@ -45,9 +48,8 @@ QXDispatchQueue::QXDispatchQueue(const QString &label)
         for (;;) {
             std::function<void()> task;
             {
-                QMutexLocker locker(&state->mutex);
-                while (state->tasks.empty() && !state->stopping)
-                    state->wake.wait(&state->mutex);
+                std::unique_lock locker(state->mutex);
+                state->wake.wait(locker, [&] { return !state->tasks.empty() || state->stopping; });
                 if (state->tasks.empty())
                     break;
                 task = std::move(state->tasks.front());
@@ -62,10 +64,10 @@ QXDispatchQueue::QXDispatchQueue(const QString &label)
 QXDispatchQueue::~QXDispatchQueue()
 {
     {
-        QMutexLocker locker(&m_state->mutex);
+        std::lock_guard locker(m_state->mutex);
         m_state->stopping = true;
-        m_state->wake.wakeAll();
     }
+    m_state->wake.notify_all();
     if (isCurrent()) {
         // Released from inside a task: the worker cannot wait for itself. It
         // drains the remaining tasks and ends on its own.
@@ -89,9 +91,11 @@ void QXDispatchQueue::async(std::function<void()> task)
 {
     if (!task)
         return;
-    QMutexLocker locker(&m_state->mutex);
-    m_state->tasks.push_back(std::move(task));
-    m_state->wake.wakeOne();
+    {
+        std::lock_guard locker(m_state->mutex);
+        m_state->tasks.push_back(std::move(task));
+    }
+    m_state->wake.notify_one();
 }
 
 void QXDispatchQueue::sync(const std::function<void()> &task)
@@ -105,18 +109,17 @@ void QXDispatchQueue::sync(const std::function<void()> &task)
         task();
         return;
     }
-    QMutex doneMutex;
-    QWaitCondition doneCondition;
+    std::mutex doneMutex;
+    std::condition_variable doneCondition;
     bool done = false;
     async([&] {
         task();
-        QMutexLocker locker(&doneMutex);
+        std::lock_guard locker(doneMutex);
         done = true;
-        doneCondition.wakeAll();
+        doneCondition.notify_all();
     });
-    QMutexLocker locker(&doneMutex);
-    while (!done)
-        doneCondition.wait(&doneMutex);
+    std::unique_lock locker(doneMutex);
+    doneCondition.wait(locker, [&] { return done; });
 }
 
 bool QXDispatch::isMainThread()
@@ -132,7 +135,15 @@ void QXDispatch::mainAsync(std::function<void()> task)
         qCWarning(lcQXFoundation, "QXDispatch::mainAsync: no QCoreApplication; the task is dropped");
         return;
     }
-    QMetaObject::invokeMethod(app, std::move(task), Qt::QueuedConnection);
+    auto handoff = std::make_shared<std::function<void()>>(std::move(task));
+    QXTsan::release(handoff.get());
+    QMetaObject::invokeMethod(
+        app,
+        [handoff] {
+            QXTsan::acquire(handoff.get());
+            (*handoff)();
+        },
+        Qt::QueuedConnection);
 }
 
 void QXDispatch::mainSync(const std::function<void()> &task)
@@ -142,7 +153,24 @@ void QXDispatch::mainSync(const std::function<void()> &task)
         task();
         return;
     }
-    QMetaObject::invokeMethod(app, task, Qt::BlockingQueuedConnection);
+    // A queued call and a wait on the standard library's primitives, rather
+    // than a blocking queued connection, so every step is visible to
+    // ThreadSanitizer and the posted call owns all it touches.
+    struct Done
+    {
+        std::mutex mutex;
+        std::condition_variable condition;
+        bool done = false;
+    };
+    auto done = std::make_shared<Done>();
+    mainAsync([done, &task] {
+        task();
+        std::lock_guard locker(done->mutex);
+        done->done = true;
+        done->condition.notify_all();
+    });
+    std::unique_lock locker(done->mutex);
+    done->condition.wait(locker, [&] { return done->done; });
 }
 
 void QXDispatch::mainAfter(double seconds, std::function<void()> task)
@@ -171,8 +199,11 @@ void QXDispatch::backgroundAsync(std::function<void()> task)
     if (!task)
         return;
     // The pool's threads serve only this queue, so they stay at the lowest priority.
-    backgroundPool()->pool.start([task = std::move(task)] {
+    auto handoff = std::make_shared<std::function<void()>>(std::move(task));
+    QXTsan::release(handoff.get());
+    backgroundPool()->pool.start([handoff] {
+        QXTsan::acquire(handoff.get());
         QThread::currentThread()->setPriority(QThread::LowestPriority);
-        task();
+        (*handoff)();
     });
 }

@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <memory>
+#include <semaphore>
+#include <thread>
 
 class tst_QXDispatchQueue : public QObject
 {
@@ -47,20 +49,19 @@ void tst_QXDispatchQueue::syncWaitsForEarlierTasks()
 {
     QXDispatchQueue queue;
     std::atomic<int> done{0};
-    QSemaphore release;
+    std::binary_semaphore release{0};
     queue.async([&] {
         release.acquire(); // hold the queue until the test lets go
         done = 1;
     });
-    std::unique_ptr<QThread> releaser(QThread::create([&] {
+    std::thread releaser([&] {
         QThread::msleep(50);
         release.release();
-    }));
-    releaser->start();
+    });
     int seen = -1;
     queue.sync([&] { seen = done; });
     QCOMPARE(seen, 1);
-    QVERIFY(releaser->wait(5000));
+    releaser.join();
 }
 
 void tst_QXDispatchQueue::syncFromInsideTheQueueDoesNotDeadlock()
@@ -90,7 +91,7 @@ void tst_QXDispatchQueue::releasedFromItsOwnTask()
 {
     auto queue = std::make_shared<QXDispatchQueue>();
     std::weak_ptr<QXDispatchQueue> weak = queue;
-    QSemaphore finished;
+    std::counting_semaphore<2> finished{0};
     std::atomic<bool> laterRan{false};
     queue->async([&finished, keep = queue]() mutable {
         keep.reset(); // may be the last owner: the queue is destroyed on its own worker
@@ -101,7 +102,8 @@ void tst_QXDispatchQueue::releasedFromItsOwnTask()
         finished.release();
     });
     queue.reset();
-    QVERIFY(finished.tryAcquire(2, 5000));
+    QVERIFY(finished.try_acquire_for(std::chrono::seconds(5)));
+    QVERIFY(finished.try_acquire_for(std::chrono::seconds(5)));
     QVERIFY(laterRan);
     QVERIFY(weak.expired());
 }
@@ -115,14 +117,13 @@ void tst_QXDispatchQueue::mainQueueRunsLaterInOrder()
     QVERIFY(calls.isEmpty()); // never inline, even from the main thread
 
     QThread *ranOn = nullptr;
-    std::unique_ptr<QThread> thread(QThread::create([&] {
+    std::thread thread([&] {
         QXDispatch::mainAsync([&] {
             ranOn = QThread::currentThread();
             calls << QStringLiteral("c");
         });
-    }));
-    thread->start();
-    QVERIFY(thread->wait(5000));
+    });
+    thread.join();
     QTRY_COMPARE(calls, (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}));
     QCOMPARE(ranOn, QThread::currentThread());
 }
@@ -136,14 +137,13 @@ void tst_QXDispatchQueue::mainSyncFromBackgroundAndFromMain()
     QThread *ranOn = nullptr;
     bool waited = false;
     std::atomic<bool> finished{false};
-    std::unique_ptr<QThread> thread(QThread::create([&] {
+    std::thread thread([&] {
         QXDispatch::mainSync([&] { ranOn = QThread::currentThread(); });
         waited = ranOn != nullptr; // the block has run before mainSync returned
         finished = true;
-    }));
-    thread->start();
+    });
     QTRY_VERIFY(finished);
-    QVERIFY(thread->wait(5000));
+    thread.join();
     QCOMPARE(ranOn, QThread::currentThread());
     QVERIFY(waited);
 }
@@ -154,14 +154,13 @@ void tst_QXDispatchQueue::mainAfterWaitsForTheDelay()
     timer.start();
     qint64 elapsed = -1;
     QThread *ranOn = nullptr;
-    std::unique_ptr<QThread> thread(QThread::create([&] {
+    std::thread thread([&] {
         QXDispatch::mainAfter(0.2, [&] {
             elapsed = timer.elapsed();
             ranOn = QThread::currentThread();
         });
-    }));
-    thread->start();
-    QVERIFY(thread->wait(5000));
+    });
+    thread.join();
     QTRY_VERIFY_WITH_TIMEOUT(elapsed >= 0, 10000);
     QVERIFY2(elapsed >= 195, qPrintable(QString::number(elapsed)));
     QCOMPARE(ranOn, QThread::currentThread());
@@ -177,21 +176,24 @@ void tst_QXDispatchQueue::backgroundTasksRunConcurrently()
     // Eight tasks that can only finish together: with fewer threads than
     // tasks they would wait for each other forever.
     constexpr int count = 8;
-    QSemaphore arrived;
-    QSemaphore allThere;
-    QSemaphore finished;
+    std::counting_semaphore<count> arrived{0};
+    std::counting_semaphore<count> allThere{0};
+    std::counting_semaphore<count> finished{0};
     std::atomic<bool> onMain{false};
     for (int i = 0; i < count; ++i) {
         QXDispatch::backgroundAsync([&] {
-            onMain = onMain || QXDispatch::isMainThread();
+            if (QXDispatch::isMainThread())
+                onMain = true;
             arrived.release();
-            if (allThere.tryAcquire(1, 10000))
+            if (allThere.try_acquire_for(std::chrono::seconds(10)))
                 finished.release();
         });
     }
-    QVERIFY(arrived.tryAcquire(count, 10000));
+    for (int i = 0; i < count; ++i)
+        QVERIFY(arrived.try_acquire_for(std::chrono::seconds(10)));
     allThere.release(count);
-    QVERIFY(finished.tryAcquire(count, 10000));
+    for (int i = 0; i < count; ++i)
+        QVERIFY(finished.try_acquire_for(std::chrono::seconds(10)));
     QVERIFY(!onMain);
 }
 

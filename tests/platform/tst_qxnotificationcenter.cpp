@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include <thread>
+
 class tst_QXNotificationCenter : public QObject
 {
     Q_OBJECT
@@ -108,12 +110,12 @@ void tst_QXNotificationCenter::changesDuringDeliveryApplyAtOnce()
 void tst_QXNotificationCenter::deliversOnThePostingThread()
 {
     QXNotificationCenter center;
-    QThread *deliveredOn = nullptr;
-    center.addObserver(QStringLiteral("N"), [&](const QXNotification &) { deliveredOn = QThread::currentThread(); });
-    std::unique_ptr<QThread> thread(QThread::create([&] { center.post(QStringLiteral("N")); }));
-    thread->start();
-    QVERIFY(thread->wait(5000));
-    QCOMPARE(deliveredOn, thread.get());
+    std::thread::id deliveredOn;
+    center.addObserver(QStringLiteral("N"), [&](const QXNotification &) { deliveredOn = std::this_thread::get_id(); });
+    std::thread thread([&] { center.post(QStringLiteral("N")); });
+    const std::thread::id posterId = thread.get_id();
+    thread.join();
+    QCOMPARE(deliveredOn, posterId);
 }
 
 void tst_QXNotificationCenter::concurrentUse()
@@ -125,9 +127,9 @@ void tst_QXNotificationCenter::concurrentUse()
     constexpr int threads = 6;
     constexpr int posts = 2000;
     std::atomic<int> failures{0};
-    std::vector<std::unique_ptr<QThread>> workers;
+    std::vector<std::thread> workers;
     for (int t = 0; t < threads; ++t) {
-        workers.emplace_back(QThread::create([&center, &failures, t] {
+        workers.emplace_back([&center, &failures, t] {
             const QString name = QStringLiteral("N%1").arg(t);
             int received = 0;
             const auto token = center.addObserver(name, [&](const QXNotification &) { ++received; });
@@ -141,11 +143,10 @@ void tst_QXNotificationCenter::concurrentUse()
             center.post(name);
             if (received != posts)
                 ++failures;
-        }));
-        workers.back()->start();
+        });
     }
-    for (auto &worker : workers)
-        QVERIFY(worker->wait(30000));
+    for (std::thread &worker : workers)
+        worker.join();
     QCOMPARE(failures.load(), 0);
     QCOMPARE(center.observerCount(), 0);
 }
