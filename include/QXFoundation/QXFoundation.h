@@ -7,6 +7,7 @@
 #include <QXFoundation/QXBundle.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
+#include <QXFoundation/QXEncryption.h>
 #include <QXFoundation/QXError.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
