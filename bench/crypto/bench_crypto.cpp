@@ -1,0 +1,149 @@
+// Encryption throughput: the library against OpenSSL's own EVP loop in
+// memory, and `qx encrypt` against `openssl enc -aes-256-cbc` file to file
+// (both processes read IN and write OUT, so file I/O is counted alike).
+//
+//   bench_crypto QX OPENSSL WORKDIR [MEBIBYTES]
+
+#include <QXFoundation/QXEncryption.h>
+
+#include "QxBench.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QProcess>
+
+#include <openssl/evp.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+const QByteArray key("bench key of thirty-two bytes!!!");
+
+// What `openssl speed -evp aes-256-cbc` does: one context, 16 KiB updates.
+QByteArray evpReference(const QByteArray &input)
+{
+    static constexpr unsigned char iv[16] = {};
+    QByteArray output(input.size() + 16, Qt::Uninitialized);
+    std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+    EVP_EncryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, reinterpret_cast<const unsigned char *>(key.constData()), iv);
+    auto *out = reinterpret_cast<unsigned char *>(output.data());
+    const auto *in = reinterpret_cast<const unsigned char *>(input.constData());
+    int total = 0;
+    for (qsizetype offset = 0; offset < input.size(); offset += 16384) {
+        int produced = 0;
+        EVP_EncryptUpdate(context.get(), out + total, &produced, in + offset, int(std::min<qsizetype>(16384, input.size() - offset)));
+        total += produced;
+    }
+    int produced = 0;
+    EVP_EncryptFinal_ex(context.get(), out + total, &produced);
+    output.truncate(total + produced);
+    return output;
+}
+
+double runProcess(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    QElapsedTimer timer;
+    timer.start();
+    process.start(program, arguments);
+    if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+        std::fprintf(stderr, "bench_crypto: %s failed\n", qPrintable(program));
+        std::exit(1);
+    }
+    return double(timer.nsecsElapsed()) / 1e9;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    if (args.size() < 4) {
+        std::fprintf(stderr, "usage: bench_crypto QX OPENSSL WORKDIR [MEBIBYTES]\n");
+        return 2;
+    }
+    const QString qx = args.at(1);
+    const QString openssl = args.at(2);
+    const QString work = args.at(3);
+    const qsizetype mebibytes = args.size() > 4 ? args.at(4).toLongLong() : 256;
+    const qsizetype size = mebibytes << 20;
+
+    QByteArray plain(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i)
+        plain[i] = char((i * 2654435761u) >> 13);
+
+    // In memory
+    QByteArray ours;
+    QByteArray reference;
+    const double oursEncrypt = QxBench::bestOf(5, [&] { ours = QXCryptedVersionOfDataWithKeyData(plain, key.constData(), 32, false); });
+    const double referenceEncrypt = QxBench::bestOf(5, [&] { reference = evpReference(plain); });
+    if (ours != reference) {
+        std::fprintf(stderr, "bench_crypto: ciphertexts differ\n");
+        return 1;
+    }
+    QByteArray opened;
+    const double oursDecrypt = QxBench::bestOf(5, [&] { opened = qx_decryptedWithKey(ours, key); });
+    if (opened != plain) {
+        std::fprintf(stderr, "bench_crypto: round trip failed\n");
+        return 1;
+    }
+    const QByteArray small = plain.left(1024);
+    constexpr int calls = 20000;
+    const double smallCalls = QxBench::bestOf(3, [&] {
+        for (int i = 0; i < calls; ++i)
+            QxBench::keep(qx_encryptedWithKey(small, key));
+    });
+    std::printf("in memory, %lld MiB (best of 5):\n", static_cast<long long>(mebibytes));
+    std::printf("  encrypt  QXCryptedVersionOfDataWithKeyData %8.1f MiB/s\n", QxBench::mibPerSecond(double(size), oursEncrypt));
+    std::printf("  encrypt  EVP, 16 KiB updates (reference)   %8.1f MiB/s  (library at %.1f%% of the reference's speed)\n",
+                QxBench::mibPerSecond(double(size), referenceEncrypt), 100.0 * referenceEncrypt / oursEncrypt);
+    std::printf("  decrypt  qx_decryptedWithKey               %8.1f MiB/s\n", QxBench::mibPerSecond(double(size), oursDecrypt));
+    std::printf("  1 KiB messages, qx_encryptedWithKey         %8.2f us per call\n", smallCalls / calls * 1e6);
+    ours.clear();
+    reference.clear();
+    opened.clear();
+
+    // File to file
+    const QString in = work + QStringLiteral("/plain.bin");
+    const QString keyFile = work + QStringLiteral("/key.bin");
+    const QString outQx = work + QStringLiteral("/qx.aes");
+    const QString outOpenssl = work + QStringLiteral("/openssl.aes");
+    {
+        QFile file(in);
+        QFile keyOut(keyFile);
+        if (!file.open(QIODevice::WriteOnly) || file.write(plain) != size || !keyOut.open(QIODevice::WriteOnly)
+            || keyOut.write(key) != key.size()) {
+            std::fprintf(stderr, "bench_crypto: cannot write into %s\n", qPrintable(work));
+            return 1;
+        }
+    }
+    plain.clear();
+    const QString keyHex = QString::fromLatin1(key.toHex());
+    const QString zeroIv(32, QLatin1Char('0'));
+    const QStringList qxArguments{QStringLiteral("encrypt"), keyFile, in, outQx};
+    const QStringList opensslArguments{QStringLiteral("enc"), QStringLiteral("-aes-256-cbc"), QStringLiteral("-nosalt"),
+                                       QStringLiteral("-K"), keyHex, QStringLiteral("-iv"), zeroIv,
+                                       QStringLiteral("-in"), in, QStringLiteral("-out"), outOpenssl};
+    double bestQx = 1e9;
+    double bestOpenssl = 1e9;
+    // Alternate the two so that both see the same machine load.
+    for (int round = 0; round < 7; ++round) {
+        bestOpenssl = std::min(bestOpenssl, runProcess(openssl, opensslArguments));
+        bestQx = std::min(bestQx, runProcess(qx, qxArguments));
+    }
+    QFile a(outQx), b(outOpenssl);
+    if (!a.open(QIODevice::ReadOnly) || !b.open(QIODevice::ReadOnly) || a.readAll() != b.readAll()) {
+        std::fprintf(stderr, "bench_crypto: qx and openssl wrote different files\n");
+        return 1;
+    }
+    std::printf("file to file, %lld MiB, whole process (best of 7):\n", static_cast<long long>(mebibytes));
+    std::printf("  qx encrypt KEYFILE IN OUT                  %8.3f s  %8.1f MiB/s\n", bestQx, QxBench::mibPerSecond(double(size), bestQx));
+    std::printf("  openssl enc -aes-256-cbc -nosalt -K -iv    %8.3f s  %8.1f MiB/s\n", bestOpenssl,
+                QxBench::mibPerSecond(double(size), bestOpenssl));
+    std::printf("  qx takes %.1f%% of openssl's time (goal: at most 110%%)\n", 100.0 * bestQx / bestOpenssl);
+    return 0;
+}
