@@ -344,6 +344,37 @@ void tst_QXEncryption::qxEncryptAndDecrypt()
     result = qx({QStringLiteral("encrypt"), keyFile, QStringLiteral("-"), QStringLiteral("-")}, plain);
     QCOMPARE(result.status, 0);
     QCOMPARE(result.out, readFile(sealed));
+    result = qx({QStringLiteral("decrypt"), keyFile, QStringLiteral("-"), QStringLiteral("-")}, readFile(sealed));
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.out, plain);
+
+    // qx encrypts a slice of 1 MiB at a time: the chain must hold across slices.
+    for (const int size : {(1 << 20) - 1, (1 << 20) + 15, (1 << 20) + 16, (1 << 20) + 17, (1 << 20) + 32,
+                           (2 << 20) + 48, (2 << 20) + 53}) {
+        const QByteArray large = pattern(size, size);
+        const QByteArray expected = qx_encryptedWithKey(large, key);
+        QVERIFY(writeFile(in, large));
+        result = qx({QStringLiteral("encrypt"), keyFile, in, sealed});
+        QCOMPARE(result.status, 0);
+        QVERIFY2(readFile(sealed) == expected, qPrintable(QString::number(size)));
+        result = qx({QStringLiteral("encrypt"), keyFile, QStringLiteral("-"), QStringLiteral("-")}, large);
+        QVERIFY2(result.status == 0 && result.out == expected, qPrintable(QString::number(size)));
+    }
+    QVERIFY(writeFile(in, plain));
+    QCOMPARE(qx({QStringLiteral("encrypt"), keyFile, in, sealed}).status, 0);
+
+    // A new OUT gets the permissions the umask allows; an existing one keeps its own.
+    QVERIFY(QFile::setPermissions(opened, QFile::ReadOwner | QFile::WriteOwner));
+    const QFile::Permissions ownerOnly = QFile::permissions(opened);
+    QCOMPARE(qx({QStringLiteral("decrypt"), keyFile, sealed, opened}).status, 0);
+    QCOMPARE(QFile::permissions(opened), ownerOnly);
+    const QString fresh = path(QStringLiteral("qx-fresh.out"));
+    QCOMPARE(qx({QStringLiteral("decrypt"), keyFile, sealed, fresh}).status, 0);
+    QFile probe(path(QStringLiteral("qx-probe")));
+    QVERIFY(probe.open(QIODevice::WriteOnly)); // made the ordinary way, under the same umask
+    probe.close();
+    QCOMPARE(QFile::permissions(fresh), QFile::permissions(probe.fileName()));
+    QCOMPARE(readFile(fresh), plain);
 
     // A wrong key or a damaged file: status 1, a message, and OUT untouched
     const QString damaged = path(QStringLiteral("qx-damaged.aes"));

@@ -8,36 +8,173 @@
 
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
+#include <QFileInfo>
+#include <QTemporaryFile>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 
 namespace {
+
+constexpr qsizetype blockSize = 16;
+// Large enough that the per-call cost vanishes, small enough to stay in cache.
+constexpr qsizetype sliceSize = qsizetype(1) << 20;
 
 bool isStream(const QString &path)
 {
     return path == QLatin1String("-");
 }
 
-// Writes all of `bytes` to `path` (standard output for "-"). A file is
-// written beside its final name and renamed at the end, so a failure never
-// leaves a partial file, and an existing file stays as it was.
-bool writeOutput(const QString &path, const QByteArray &bytes, QString *error)
+QString displayName(const QString &path)
 {
-    if (isStream(path)) {
-        const size_t written = std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
-        if (written != size_t(bytes.size()) || std::fflush(stdout) != 0) {
-            *error = QStringLiteral("cannot write standard output");
+    return isStream(path) ? QStringLiteral("standard input") : path;
+}
+
+// OUT as a temporary file beside it, renamed over OUT by commit(): until
+// then OUT is neither created nor changed, and a failure removes the
+// temporary file. Like openssl and cp, it does not force the data to disk.
+// "-" is standard output, written straight through.
+class Output
+{
+public:
+    explicit Output(const QString &path)
+        : m_path(path)
+    {
+    }
+
+    bool open(QString *error)
+    {
+        if (isStream(m_path)) {
+            m_stdout = std::make_unique<QFile>();
+            if (!m_stdout->open(stdout, QIODevice::WriteOnly)) {
+                *error = QStringLiteral("cannot write standard output: %1").arg(m_stdout->errorString());
+                return false;
+            }
+            return true;
+        }
+        // Replace what a symbolic link points to, not the link.
+        const QFileInfo info(m_path);
+        if (info.isSymLink())
+            m_path = info.symLinkTarget();
+        m_file = std::make_unique<QTemporaryFile>(
+            QDir(QFileInfo(m_path).path()).filePath(QStringLiteral(".%1.XXXXXX").arg(QFileInfo(m_path).fileName())));
+        if (!m_file->open()) {
+            *error = QStringLiteral("cannot write %1: %2").arg(m_path, m_file->errorString());
             return false;
         }
+        // An existing OUT keeps its permissions; a new one gets what the umask allows.
+        struct stat existing;
+        mode_t mode = 0;
+        if (::stat(QFile::encodeName(m_path).constData(), &existing) == 0) {
+            mode = existing.st_mode & 07777;
+        } else {
+            const mode_t mask = ::umask(0);
+            ::umask(mask);
+            mode = 0666 & ~mask;
+        }
+        ::fchmod(m_file->handle(), mode);
         return true;
     }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        *error = QStringLiteral("cannot write %1: %2").arg(path, file.errorString());
+
+    QIODevice &device() { return m_stdout ? static_cast<QIODevice &>(*m_stdout) : *m_file; }
+
+    bool write(const char *data, qsizetype size, QString *error)
+    {
+        if (device().write(data, size) == size)
+            return true;
+        *error = QStringLiteral("cannot write %1: %2")
+                     .arg(isStream(m_path) ? QStringLiteral("standard output") : m_path, device().errorString());
         return false;
     }
-    return true;
+
+    bool commit(QString *error)
+    {
+        if (m_stdout) {
+            if (m_stdout->flush())
+                return true;
+            *error = QStringLiteral("cannot write standard output: %1").arg(m_stdout->errorString());
+            return false;
+        }
+        if (!m_file->flush()) {
+            *error = QStringLiteral("cannot write %1: %2").arg(m_path, m_file->errorString());
+            return false;
+        }
+        if (std::rename(QFile::encodeName(m_file->fileName()).constData(), QFile::encodeName(m_path).constData()) != 0) {
+            *error = QStringLiteral("cannot write %1: %2").arg(m_path, QString::fromLocal8Bit(std::strerror(errno)));
+            return false;
+        }
+        m_file->setAutoRemove(false);
+        return true;
+    }
+
+private:
+    QString m_path;
+    std::unique_ptr<QFile> m_stdout;
+    std::unique_ptr<QTemporaryFile> m_file;
+};
+
+// Reads until `buffer` holds `size` bytes or the input ends; -1 on an error.
+qsizetype readFully(QIODevice &in, char *buffer, qsizetype size)
+{
+    qsizetype total = 0;
+    while (total < size) {
+        const qint64 got = in.read(buffer + total, size - total);
+        if (got < 0)
+            return -1;
+        if (got == 0)
+            break;
+        total += got;
+    }
+    return total;
+}
+
+/*
+  Encrypts `in` into `out` a slice at a time, so that memory stays small and
+  the kernel writes one slice while the next is encrypted, as in openssl's
+  own loop. Each slice goes through qx_encryptedWithKey(), which starts from
+  the zero IV and pads: XORing a slice's first block with the last
+  ciphertext block before it continues the CBC chain exactly, and the
+  padding block is dropped from every slice but the last. At least one
+  whole block is held back until the input ends, so that the last slice
+  starts with a whole block too.
+*/
+bool encryptStream(QIODevice &in, const QString &inName, Output &out, const QByteArray &key, QString *error)
+{
+    QByteArray buffer(sliceSize + 2 * blockSize, Qt::Uninitialized);
+    char chain[blockSize] = {};
+    qsizetype held = 0;
+    for (;;) {
+        const qsizetype wanted = buffer.size() - held;
+        const qsizetype got = readFully(in, buffer.data() + held, wanted);
+        if (got < 0) {
+            *error = QStringLiteral("cannot read %1: %2").arg(inName, in.errorString());
+            return false;
+        }
+        held += got;
+        const bool last = got < wanted;
+        const qsizetype take = last ? held : (held - blockSize) / blockSize * blockSize;
+        if (take >= blockSize) {
+            for (qsizetype i = 0; i < blockSize; ++i)
+                buffer[i] = char(buffer[i] ^ chain[i]);
+        }
+        const QByteArray sealed = qx_encryptedWithKey(QByteArray::fromRawData(buffer.constData(), take), key);
+        if (sealed.isNull()) {
+            *error = QStringLiteral("cannot encrypt %1: out of memory").arg(inName);
+            return false;
+        }
+        if (last)
+            return out.write(sealed.constData(), sealed.size(), error);
+        const qsizetype keep = sealed.size() - blockSize;
+        if (!out.write(sealed.constData(), keep, error))
+            return false;
+        std::memcpy(chain, sealed.constData() + keep - blockSize, blockSize);
+        std::memmove(buffer.data(), buffer.constData() + take, std::size_t(held - take));
+        held -= take;
+    }
 }
 
 QxCommand cryptCommand(bool decrypt)
@@ -63,7 +200,7 @@ QxCommand cryptCommand(bool decrypt)
             return Qx::usageError(command, QStringLiteral("expected KEYFILE, IN and OUT"));
         const QString &keyPath = arguments.at(0);
         const QString &inPath = arguments.at(1);
-        const QString &outPath = arguments.at(2);
+        const QString inName = displayName(inPath);
 
         QFile keyFile(keyPath);
         if (!keyFile.open(QIODevice::ReadOnly))
@@ -72,30 +209,34 @@ QxCommand cryptCommand(bool decrypt)
         if (keyFile.error() != QFileDevice::NoError)
             return Qx::failure(command.name, QStringLiteral("cannot read key file %1: %2").arg(keyPath, keyFile.errorString()));
 
-        QByteArray input;
         QString error;
+        Output out(arguments.at(2));
+        if (!decrypt) {
+            QFile in;
+            const bool opened = isStream(inPath) ? in.open(stdin, QIODevice::ReadOnly)
+                                                 : (in.setFileName(inPath), in.open(QIODevice::ReadOnly));
+            if (!opened)
+                return Qx::failure(command.name, QStringLiteral("cannot read %1: %2").arg(inName, in.errorString()));
+            if (!out.open(&error) || !encryptStream(in, inName, out, key, &error) || !out.commit(&error))
+                return Qx::failure(command.name, error);
+            return int(QxSuccess);
+        }
+
+        // Decryption can only fail at the very end (the padding), so it
+        // happens in memory before anything is written.
+        QByteArray input;
         if (!Qx::readInput(inPath, &input, &error))
             return Qx::failure(command.name, error);
-        const QString inName = isStream(inPath) ? QStringLiteral("standard input") : inPath;
-
-        QByteArray output;
-        if (decrypt) {
-            if (input.isEmpty() || input.size() % 16 != 0)
-                return Qx::failure(command.name,
-                                   QStringLiteral("%1 is not an encrypted file: its length (%2 bytes) is not a "
-                                                  "positive multiple of 16")
-                                       .arg(inName)
-                                       .arg(input.size()));
-            output = qx_decryptedWithKey(input, key);
-            if (output.isNull())
-                return Qx::failure(command.name,
-                                   QStringLiteral("cannot decrypt %1: wrong key or damaged file").arg(inName));
-        } else {
-            output = qx_encryptedWithKey(input, key);
-            if (output.isNull())
-                return Qx::failure(command.name, QStringLiteral("cannot encrypt %1: out of memory").arg(inName));
-        }
-        if (!writeOutput(outPath, output, &error))
+        if (input.isEmpty() || input.size() % blockSize != 0)
+            return Qx::failure(command.name,
+                               QStringLiteral("%1 is not an encrypted file: its length (%2 bytes) is not a "
+                                              "positive multiple of 16")
+                                   .arg(inName)
+                                   .arg(input.size()));
+        const QByteArray output = qx_decryptedWithKey(input, key);
+        if (output.isNull())
+            return Qx::failure(command.name, QStringLiteral("cannot decrypt %1: wrong key or damaged file").arg(inName));
+        if (!out.open(&error) || !out.write(output.constData(), output.size(), &error) || !out.commit(&error))
             return Qx::failure(command.name, error);
         return int(QxSuccess);
     };
