@@ -17,6 +17,8 @@
 #include <sys/resource.h>
 
 #include <cstdio>
+#include <ctime>
+#include <functional>
 #include <memory>
 
 namespace {
@@ -58,6 +60,28 @@ struct Timing
     double cpu = 1e9;
 };
 
+void keepBest(Timing &best, const Timing &run)
+{
+    best.wall = std::min(best.wall, run.wall);
+    best.cpu = std::min(best.cpu, run.cpu);
+}
+
+double threadCpuSeconds()
+{
+    timespec now {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
+
+Timing measure(const std::function<void()> &work)
+{
+    const double cpuBefore = threadCpuSeconds();
+    QElapsedTimer timer;
+    timer.start();
+    work();
+    return {double(timer.nsecsElapsed()) / 1e9, threadCpuSeconds() - cpuBefore};
+}
+
 // Wall-clock time, and user + system CPU time, which a loaded machine disturbs less.
 Timing runProcess(const QString &program, const QStringList &arguments)
 {
@@ -94,33 +118,49 @@ int main(int argc, char **argv)
     for (qsizetype i = 0; i < size; ++i)
         plain[i] = char((i * 2654435761u) >> 13);
 
-    // In memory
+    // In memory: the two alternate, and CPU time of this thread is kept
+    // next to wall time, since a loaded machine disturbs it less.
     QByteArray ours;
     QByteArray reference;
-    const double oursEncrypt = QxBench::bestOf(5, [&] { ours = QXCryptedVersionOfDataWithKeyData(plain, key.constData(), 32, false); });
-    const double referenceEncrypt = QxBench::bestOf(5, [&] { reference = evpReference(plain); });
+    Timing oursEncrypt;
+    Timing referenceEncrypt;
+    for (int round = 0; round < 5; ++round) {
+        keepBest(oursEncrypt, measure([&] { ours = QXCryptedVersionOfDataWithKeyData(plain, key.constData(), 32, false); }));
+        keepBest(referenceEncrypt, measure([&] { reference = evpReference(plain); }));
+    }
     if (ours != reference) {
         std::fprintf(stderr, "bench_crypto: ciphertexts differ\n");
         return 1;
     }
     QByteArray opened;
-    const double oursDecrypt = QxBench::bestOf(5, [&] { opened = qx_decryptedWithKey(ours, key); });
+    Timing oursDecrypt;
+    for (int round = 0; round < 5; ++round)
+        keepBest(oursDecrypt, measure([&] { opened = qx_decryptedWithKey(ours, key); }));
     if (opened != plain) {
         std::fprintf(stderr, "bench_crypto: round trip failed\n");
         return 1;
     }
     const QByteArray small = plain.left(1024);
     constexpr int calls = 20000;
-    const double smallCalls = QxBench::bestOf(3, [&] {
-        for (int i = 0; i < calls; ++i)
-            QxBench::keep(qx_encryptedWithKey(small, key));
-    });
-    std::printf("in memory, %lld MiB (best of 5):\n", static_cast<long long>(mebibytes));
-    std::printf("  encrypt  QXCryptedVersionOfDataWithKeyData %8.1f MiB/s\n", QxBench::mibPerSecond(double(size), oursEncrypt));
-    std::printf("  encrypt  EVP, 16 KiB updates (reference)   %8.1f MiB/s  (library at %.1f%% of the reference's speed)\n",
-                QxBench::mibPerSecond(double(size), referenceEncrypt), 100.0 * referenceEncrypt / oursEncrypt);
-    std::printf("  decrypt  qx_decryptedWithKey               %8.1f MiB/s\n", QxBench::mibPerSecond(double(size), oursDecrypt));
-    std::printf("  1 KiB messages, qx_encryptedWithKey         %8.2f us per call\n", smallCalls / calls * 1e6);
+    Timing smallCalls;
+    for (int round = 0; round < 3; ++round)
+        keepBest(smallCalls, measure([&] {
+                     for (int i = 0; i < calls; ++i)
+                         QxBench::keep(qx_encryptedWithKey(small, key));
+                 }));
+    const double mib = double(size);
+    std::printf("in memory, %lld MiB (best of 5):            wall-time speed   CPU-time speed\n",
+                static_cast<long long>(mebibytes));
+    std::printf("  encrypt  QXCryptedVersionOfDataWithKeyData %8.1f MiB/s   %8.1f MiB/s\n",
+                QxBench::mibPerSecond(mib, oursEncrypt.wall), QxBench::mibPerSecond(mib, oursEncrypt.cpu));
+    std::printf("  encrypt  EVP, 16 KiB updates (reference)   %8.1f MiB/s   %8.1f MiB/s\n",
+                QxBench::mibPerSecond(mib, referenceEncrypt.wall), QxBench::mibPerSecond(mib, referenceEncrypt.cpu));
+    std::printf("  library at %.1f%% of the reference's speed by wall time, %.1f%% by CPU time\n",
+                100.0 * referenceEncrypt.wall / oursEncrypt.wall, 100.0 * referenceEncrypt.cpu / oursEncrypt.cpu);
+    std::printf("  decrypt  qx_decryptedWithKey               %8.1f MiB/s   %8.1f MiB/s\n",
+                QxBench::mibPerSecond(mib, oursDecrypt.wall), QxBench::mibPerSecond(mib, oursDecrypt.cpu));
+    std::printf("  1 KiB messages, qx_encryptedWithKey        %8.2f us per call (CPU %.2f us)\n",
+                smallCalls.wall / calls * 1e6, smallCalls.cpu / calls * 1e6);
     ours.clear();
     reference.clear();
     opened.clear();
@@ -148,10 +188,6 @@ int main(int argc, char **argv)
                                        QStringLiteral("-in"), in, QStringLiteral("-out"), outOpenssl};
     Timing bestQx;
     Timing bestOpenssl;
-    auto keepBest = [](Timing &best, const Timing &run) {
-        best.wall = std::min(best.wall, run.wall);
-        best.cpu = std::min(best.cpu, run.cpu);
-    };
     // Alternate the two so that both see the same machine load.
     for (int round = 0; round < 7; ++round) {
         keepBest(bestOpenssl, runProcess(openssl, opensslArguments));
