@@ -8,6 +8,7 @@
 #include <QXFoundation/QXData.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
+#include <QXFoundation/QXEncryption.h>
 #include <QXFoundation/QXError.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>

@@ -3,6 +3,7 @@
 #include <QXFoundation/QXGlobal.h>
 
 #include <QString>
+#include <QStringConverter>
 
 /*!
   String utilities: standard directories, relative paths, digests, URL
@@ -97,3 +98,13 @@ QXFOUNDATION_EXPORT QString qx_trimedString(const QString &string);
 // Without one leading `prefix` (or one trailing `suffix`); unchanged when it is not there.
 QXFOUNDATION_EXPORT QString qx_stringByRemovingPrefix(const QString &string, const QString &prefix);
 QXFOUNDATION_EXPORT QString qx_stringByRemovingSuffix(const QString &string, const QString &suffix);
+
+/*!
+  The file at `path`, decrypted under `key` (see <QXFoundation/QXEncryption.h>)
+  and decoded from `encoding` by QStringDecoder, which drops a leading byte
+  order mark. A null QString when the file cannot be read, does not decrypt,
+  or its bytes are not valid in `encoding`; empty plaintext gives an empty,
+  non-null string.
+*/
+QXFOUNDATION_EXPORT QString qx_stringWithContentsOfEncryptedFile(const QString &path, const QByteArray &key,
+                                                                 QStringConverter::Encoding encoding);

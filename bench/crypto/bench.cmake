@@ -1,0 +1,1 @@
+qx_add_benchmark(bench_crypto SOURCES bench_crypto.cpp LIBRARIES OpenSSL::Crypto)
