@@ -5,6 +5,8 @@
 #include <QXFoundation/QXGlobal.h>
 
 #include <QXFoundation/QXBundle.h>
+#include <QXFoundation/QXCalendar.h>
+#include <QXFoundation/QXDateComponents.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXError.h>
@@ -12,6 +14,7 @@
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
 #include <QXFoundation/QXString.h>
+#include <QXFoundation/QXTimeIntervalFormatter.h>
 
 // The library's version as a number: 1.0.
 QXFOUNDATION_EXPORT extern const double QXFoundationVersionNumber;
