@@ -1,6 +1,7 @@
 #include <QXFoundation/QXCalendar.h>
 #include <QXFoundation/QXTimeIntervalFormatter.h>
 
+#include <QtConcurrent>
 #include <QtTest>
 
 #include <cmath>
@@ -27,6 +28,7 @@ private Q_SLOTS:
     void germanTranslation();
     void objectValuesAndRefusedParsing();
     void badInputGivesNoPhrase();
+    void oneFormatterSharedByThreads();
     void commandLine();
 
 private:
@@ -576,6 +578,26 @@ void tst_QXTimeIntervalFormatter::badInputGivesNoPhrase()
     formatter.setPresentTimeIntervalMargin(1);
     formatter.setSuffixExpressionFormat(QStringLiteral("a while"));
     QCOMPARE(phrase(formatter, -300), QStringLiteral("a while ago"));
+}
+
+void tst_QXTimeIntervalFormatter::oneFormatterSharedByThreads()
+{
+    QXTimeIntervalFormatter formatter = makeFormatter();
+    formatter.setCalendar(QXCalendar(QStringLiteral("gregorian"), QTimeZone("Europe/Berlin")));
+    formatter.setNumberOfSignificantUnits(0);
+    QList<qint64> offsets;
+    for (qint64 i = 0; i < 400; ++i)
+        offsets.append((i % 2 ? 1 : -1) * (i * i * 997 + i * 86400 * 3));
+    const auto format = [&formatter](qint64 seconds) {
+        return formatter.stringForTimeIntervalFromDate(reference, reference.addSecs(seconds));
+    };
+    QStringList expected;
+    for (const qint64 seconds : offsets)
+        expected.append(format(seconds));
+    QThreadPool pool;
+    pool.setMaxThreadCount(4);
+    const QStringList concurrent = QtConcurrent::blockingMapped<QStringList>(&pool, offsets, format);
+    QCOMPARE(concurrent, expected);
 }
 
 void tst_QXTimeIntervalFormatter::commandLine()
