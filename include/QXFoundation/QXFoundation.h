@@ -6,6 +6,8 @@
 
 #include <QXFoundation/QXBundle.h>
 #include <QXFoundation/QXData.h>
+#include <QXFoundation/QXCalendar.h>
+#include <QXFoundation/QXDateComponents.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXEncryption.h>
@@ -14,6 +16,7 @@
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
 #include <QXFoundation/QXString.h>
+#include <QXFoundation/QXTimeIntervalFormatter.h>
 
 // The library's version as a number: 1.0.
 QXFOUNDATION_EXPORT extern const double QXFoundationVersionNumber;

@@ -88,6 +88,22 @@
         <translation>Mon.</translation>
     </message>
     <message>
+        <source>week</source>
+        <translation>Woche</translation>
+    </message>
+    <message>
+        <source>weeks</source>
+        <translation>Wochen</translation>
+    </message>
+    <message>
+        <source>wk</source>
+        <translation>Wo.</translation>
+    </message>
+    <message>
+        <source>wks</source>
+        <translation>Wo.</translation>
+    </message>
+    <message>
         <source>day</source>
         <translation>Tag</translation>
     </message>

@@ -1,0 +1,1 @@
+qx_add_benchmark(bench_interval SOURCES bench_interval.cpp)

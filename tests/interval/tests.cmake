@@ -1,0 +1,1 @@
+qx_add_test(tst_qxtimeintervalformatter SOURCES tst_qxtimeintervalformatter.cpp)
