@@ -1,0 +1,1 @@
+qx_add_test(tst_qxmath SOURCES tst_qxmath.cpp)
