@@ -4,6 +4,8 @@
 
 #include <QXFoundation/QXGlobal.h>
 
+#include <QXFoundation/QXBezierPath.h>
+#include <QXFoundation/QXBezierPathUtilities.h>
 #include <QXFoundation/QXBundle.h>
 #include <QXFoundation/QXData.h>
 #include <QXFoundation/QXCalendar.h>

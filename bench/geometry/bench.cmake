@@ -1,0 +1,1 @@
+qx_add_benchmark(bench_geometry SOURCES bench_geometry.cpp)

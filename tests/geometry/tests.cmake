@@ -1,0 +1,3 @@
+qx_add_test(tst_qxmath SOURCES tst_qxmath.cpp)
+qx_add_test(tst_qxbezierpath SOURCES tst_qxbezierpath.cpp)
+qx_add_test(tst_qxbezierpathutilities SOURCES tst_qxbezierpathutilities.cpp)
