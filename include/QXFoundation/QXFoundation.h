@@ -4,6 +4,8 @@
 
 #include <QXFoundation/QXGlobal.h>
 
+#include <QXFoundation/QXAppStoreLookup.h>
+#include <QXFoundation/QXApplication.h>
 #include <QXFoundation/QXBundle.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
@@ -11,6 +13,8 @@
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
+#include <QXFoundation/QXRate.h>
+#include <QXFoundation/QXRateDelegate.h>
 #include <QXFoundation/QXString.h>
 
 // The library's version as a number: 1.0.
