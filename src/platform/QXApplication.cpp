@@ -50,7 +50,8 @@ QWidget *QXApplication::mainWindow()
         QWidget *owner = window->parentWidget();
         window = owner ? owner->window() : nullptr;
     }
-    return window;
+    // Activation follows the window system a moment late; a hidden window is none.
+    return window && window->isVisible() ? window : nullptr;
 }
 
 void QXApplication::setMainWindow(QWidget *window)

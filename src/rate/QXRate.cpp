@@ -169,8 +169,8 @@ QXRate::QXRate(QObject *parent)
 QXRate::~QXRate()
 {
     QXNotificationCenter::defaultCenter().removeObservers(this);
-    if (d->visibleAlert && !d->visibleAlert->parent())
-        delete d->visibleAlert;
+    // Nobody would hear the answer any more.
+    delete d->visibleAlert;
 }
 
 // --- Configuration -----------------------------------------------------------

@@ -1,8 +1,8 @@
 #pragma once
 
-// What the rating prompt's suites share: a scratch settings store, a main
-// bundle that looks like an installed application, and a local HTTPS server
-// that plays the store's lookup service.
+// What the rating prompt's suites share: scratch settings, a main bundle that
+// looks like an installed application, a recorder of what the delegate and
+// the notifications hear, and a local server that plays the lookup service.
 
 #include <QXFoundation/QXAppStoreLookup.h>
 #include <QXFoundation/QXBundle.h>
@@ -12,79 +12,56 @@
 
 #include "rate/QXRate_p.h"
 
-#include <QFile>
-#include <QPointer>
-#include <QProcess>
-#include <QRegularExpression>
-#include <QThread>
-#include <QSettings>
-#include <QSslCertificate>
-#include <QSslConfiguration>
-#include <QSslKey>
-#include <QSslServer>
-#include <QSslSocket>
-#include <QStandardPaths>
-#include <QTcpServer>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
+#include <QtNetwork>
+#include <QtTest>
 
 #include <functional>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace RateTest {
 
-// Settings in Qt's test location under a scratch organisation, emptied.
-inline void isolateSettings(const char *application)
+inline void isolateSettings(const QString &application)
 {
     QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("qxfoundation-tests"));
-    QCoreApplication::setApplicationName(QString::fromLatin1(application));
-    QSettings settings;
-    settings.clear();
-    settings.sync();
+    QCoreApplication::setOrganizationName(u"qxfoundation-tests"_s);
+    QCoreApplication::setApplicationName(application);
+    QSettings().clear();
 }
 
-// The application as the store knows it: com.example.app, version 1.0.
+// com.example.app, version 1.0 (build 100), named Example (example).
 inline void installBundle()
 {
     QXBundle &bundle = QXBundle::mainBundle();
     bundle.resetInfoValues();
-    bundle.setInfoValue(QXBundleIdentifierKey, QStringLiteral("com.example.app"));
-    bundle.setInfoValue(QXBundleShortVersionStringKey, QStringLiteral("1.0"));
-    bundle.setInfoValue(QXBundleVersionKey, QStringLiteral("100"));
-    bundle.setInfoValue(QXBundleDisplayNameKey, QStringLiteral("Example"));
-    bundle.setInfoValue(QXBundleNameKey, QStringLiteral("example"));
+    bundle.setInfoValue(QXBundleIdentifierKey, u"com.example.app"_s);
+    bundle.setInfoValue(QXBundleShortVersionStringKey, u"1.0"_s);
+    bundle.setInfoValue(QXBundleVersionKey, u"100"_s);
+    bundle.setInfoValue(QXBundleDisplayNameKey, u"Example"_s);
+    bundle.setInfoValue(QXBundleNameKey, u"example"_s);
 }
 
-// A port on 127.0.0.1 where nothing listens: connections are refused at once.
-inline quint16 refusingPort()
-{
-    QTcpServer server;
-    if (!server.listen(QHostAddress::LocalHost, 0))
-        return 0;
-    const quint16 port = server.serverPort();
-    server.close();
-    return port;
-}
-
+// A store on 127.0.0.1 where nothing listens: lookups fail at once.
 inline QUrl refusingStoreURL()
 {
-    return QUrl(QStringLiteral("https://127.0.0.1:%1").arg(refusingPort()));
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost, 0);
+    return QUrl(u"https://127.0.0.1:%1"_s.arg(server.serverPort()));
 }
 
-// Runs what is queued (a new instance's launch, which starts a lookup),
-// then waits until every lookup has delivered its outcome.
-inline bool waitForLookups(int timeoutMsec = 10000)
+// Runs what is queued (a new instance's launch starts a lookup), then waits
+// until every lookup has delivered its outcome.
+inline bool waitForLookups()
 {
     QCoreApplication::processEvents();
-    return QTest::qWaitFor([] { return QXRatePrivate::runningLookups() == 0; }, timeoutMsec);
+    return QTest::qWaitFor([] { return QXRatePrivate::runningLookups() == 0; }, 10000);
 }
 
-// JSON text written with single quotes, which stand for double quotes.
+// JSON written with single quotes standing for double quotes.
 inline QString json(const char *text)
 {
-    return QString::fromUtf8(text).replace(QLatin1Char('\''), QLatin1Char('"'));
+    return QString::fromUtf8(text).replace(u'\'', u'"');
 }
 
 inline QByteArray jsonBytes(const char *text)
@@ -92,161 +69,15 @@ inline QByteArray jsonBytes(const char *text)
     return json(text).toUtf8();
 }
 
-// A lookup record as the store writes it.
 inline QByteArray record(const QString &bundleID, quint64 trackID, const QString &version, quint64 genre = 6016)
 {
-    return json("{'resultCount':1,'results':[{'kind':'mac-software','bundleId':'%1','trackId':%2,"
-                "'version':'%3','primaryGenreId':%4,'trackName':'Example, the app'}]}")
-        .arg(bundleID)
-        .arg(trackID)
-        .arg(version)
-        .arg(genre)
-        .toUtf8();
+    return json("{'resultCount':1,'results':[{'bundleId':'%1','trackId':%2,'version':'%3','primaryGenreId':%4,"
+                "'trackName':'Example, the app'}]}")
+        .arg(bundleID).arg(trackID).arg(version).arg(genre).toUtf8();
 }
 
-/*
-  Plays the lookup service on 127.0.0.1: HTTPS with a certificate made for
-  the run (and trusted by this process), or plain HTTP for child processes
-  that cannot be told to trust it. Every request's target is recorded; the
-  handler chooses the answer.
-*/
-class StoreServer : public QObject
-{
-public:
-    struct Response
-    {
-        int status = 200;
-        QByteArray body;
-        int delayMsec = 0;
-        bool hangUp = false; // close the connection without answering
-    };
-    std::function<Response(const QByteArray &target)> handler = [](const QByteArray &) { return Response(); };
-    QList<QByteArray> targets;
-
-    explicit StoreServer(bool tls = true)
-        : m_tls(tls)
-    {
-    }
-
-    // Makes the certificate once per process and trusts it for every request.
-    static bool prepareTls()
-    {
-        static bool prepared = false;
-        static bool ok = false;
-        if (prepared)
-            return ok;
-        prepared = true;
-        static QTemporaryDir dir;
-        const QString key = dir.filePath(QStringLiteral("key.pem"));
-        const QString cert = dir.filePath(QStringLiteral("cert.pem"));
-        QProcess openssl;
-        openssl.start(QStringLiteral("openssl"),
-                      {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("ec"),
-                       QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes"),
-                       QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1"),
-                       QStringLiteral("-addext"), QStringLiteral("subjectAltName=IP:127.0.0.1,DNS:localhost"),
-                       QStringLiteral("-keyout"), key, QStringLiteral("-out"), cert});
-        if (!openssl.waitForFinished(30000) || openssl.exitCode() != 0) {
-            qWarning() << "openssl failed:" << openssl.readAllStandardError();
-            return false;
-        }
-        QFile certFile(cert);
-        QFile keyFile(key);
-        if (!certFile.open(QIODevice::ReadOnly) || !keyFile.open(QIODevice::ReadOnly))
-            return false;
-        certificate() = QSslCertificate(&certFile, QSsl::Pem);
-        privateKey() = QSslKey(&keyFile, QSsl::Ec, QSsl::Pem);
-        QSslConfiguration client = QSslConfiguration::defaultConfiguration();
-        client.addCaCertificate(certificate());
-        QSslConfiguration::setDefaultConfiguration(client);
-        ok = !certificate().isNull() && !privateKey().isNull();
-        return ok;
-    }
-
-    bool start()
-    {
-        if (m_tls) {
-            if (!prepareTls())
-                return false;
-            auto server = std::make_unique<QSslServer>();
-            QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-            configuration.setLocalCertificate(certificate());
-            configuration.setPrivateKey(privateKey());
-            server->setSslConfiguration(configuration);
-            m_server = std::move(server);
-        } else {
-            m_server = std::make_unique<QTcpServer>();
-        }
-        QObject::connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
-            while (QTcpSocket *socket = m_server->nextPendingConnection())
-                serve(socket);
-        });
-        return m_server->listen(QHostAddress::LocalHost, 0);
-    }
-
-    QUrl url() const
-    {
-        return QUrl(QStringLiteral("%1://127.0.0.1:%2").arg(m_tls ? QStringLiteral("https") : QStringLiteral("http")).arg(m_server->serverPort()));
-    }
-
-    // Answers every request with `body` and `status`.
-    void answer(const QByteArray &body, int status = 200)
-    {
-        handler = [body, status](const QByteArray &) { return Response{status, body}; };
-    }
-
-private:
-    static QSslCertificate &certificate()
-    {
-        static QSslCertificate value;
-        return value;
-    }
-    static QSslKey &privateKey()
-    {
-        static QSslKey value;
-        return value;
-    }
-
-    void serve(QTcpSocket *socket)
-    {
-        socket->setParent(this);
-        auto buffer = std::make_shared<QByteArray>();
-        auto answered = std::make_shared<bool>(false);
-        const auto readRequest = [this, socket, buffer, answered] {
-            buffer->append(socket->readAll());
-            if (*answered || !buffer->contains("\r\n\r\n"))
-                return;
-            *answered = true;
-            const QByteArray target = buffer->left(buffer->indexOf("\r\n")).split(' ').value(1);
-            targets.append(target);
-            const Response response = handler(target);
-            QPointer<QTcpSocket> guarded(socket);
-            QTimer::singleShot(response.delayMsec, this, [guarded, response] {
-                if (!guarded)
-                    return;
-                if (!response.hangUp) {
-                    QByteArray reply = "HTTP/1.1 " + QByteArray::number(response.status) + " Status\r\n"
-                                       "Content-Type: application/json\r\n"
-                                       "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n"
-                                       "Connection: close\r\n\r\n";
-                    guarded->write(reply + response.body);
-                }
-                guarded->disconnectFromHost();
-            });
-        };
-        QObject::connect(socket, &QTcpSocket::readyRead, this, readRequest);
-        QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-        readRequest();
-    }
-
-    bool m_tls;
-    std::unique_ptr<QTcpServer> m_server;
-};
-
-/*
-  A delegate and a notification observer writing into one log, so a test
-  sees what was reported, in which order, and on which thread.
-*/
+// The delegate and the notifications write into one log (notifications as
+// "N:" and the name's middle part), so tests see what came in which order.
 class Recorder : public QObject, public QXRateDelegate
 {
 public:
@@ -258,46 +89,143 @@ public:
 
     Recorder()
     {
-        const QString notifications[] = {
-            QXRateCouldNotConnectToAppStoreNotification, QXRateDidDetectAppUpdateNotification,
-            QXRateDidPromptForRatingNotification, QXRateUserDidAttemptToRateAppNotification,
-            QXRateUserDidDeclineToRateAppNotification, QXRateUserDidRequestReminderToRateAppNotification,
-            QXRateDidOpenAppStoreNotification,
-        };
-        for (const QString &name : notifications) {
-            QXNotificationCenter::defaultCenter().addObserver(
-                name,
-                [this](const QXNotification &notification) {
-                    QString shortName = notification.name;
-                    shortName.remove(QLatin1String("QXRate")).remove(QLatin1String("Notification"));
-                    note(QStringLiteral("N:") + shortName);
-                    if (notification.object.canConvert<QXError>())
-                        errors.append(notification.object.value<QXError>());
-                },
-                this);
+        for (const QString &name : {QXRateCouldNotConnectToAppStoreNotification, QXRateDidDetectAppUpdateNotification,
+                                    QXRateDidPromptForRatingNotification, QXRateUserDidAttemptToRateAppNotification,
+                                    QXRateUserDidDeclineToRateAppNotification,
+                                    QXRateUserDidRequestReminderToRateAppNotification, QXRateDidOpenAppStoreNotification}) {
+            QXNotificationCenter::defaultCenter().addObserver(name, [this](const QXNotification &notification) {
+                note(u"N:"_s + QString(notification.name).remove(u"QXRate"_s).remove(u"Notification"_s));
+                if (notification.object.canConvert<QXError>())
+                    errors.append(notification.object.value<QXError>());
+            }, this);
         }
     }
+    QStringList entries(const QString &entry) const { return log.filter(entry); }
 
-    // Entries of the log that start with `prefix`.
-    QStringList entries(const QString &prefix) const { return log.filter(QRegularExpression(QLatin1Char('^') + prefix)); }
+    bool rateShouldPromptForRating(QXRate *) override { note(u"shouldPrompt"_s); return shouldPrompt; }
+    void rate(QXRate *, const QXError &error) override { note(u"couldNotConnect"_s); errors.append(error); }
+    void rateDidDetectAppUpdate(QXRate *) override { note(u"didDetectAppUpdate"_s); }
+    void rateDidPromptForRating(QXRate *) override { note(u"didPrompt"_s); }
+    void rateUserDidAttemptToRateApp(QXRate *) override { note(u"attemptToRate"_s); }
+    void rateUserDidDeclineToRateApp(QXRate *) override { note(u"decline"_s); }
+    void rateUserDidRequestReminderToRateApp(QXRate *) override { note(u"remind"_s); }
+    bool rateShouldOpenAppStore(QXRate *) override { note(u"shouldOpen"_s); return shouldOpen; }
+    void rateDidOpenAppStore(QXRate *) override { note(u"didOpen"_s); }
 
-    bool rateShouldPromptForRating(QXRate *) override { note(QStringLiteral("shouldPrompt")); return shouldPrompt; }
-    void rate(QXRate *, const QXError &error) override { note(QStringLiteral("couldNotConnect")); errors.append(error); }
-    void rateDidDetectAppUpdate(QXRate *) override { note(QStringLiteral("didDetectAppUpdate")); }
-    void rateDidPromptForRating(QXRate *) override { note(QStringLiteral("didPrompt")); }
-    void rateUserDidAttemptToRateApp(QXRate *) override { note(QStringLiteral("attemptToRate")); }
-    void rateUserDidDeclineToRateApp(QXRate *) override { note(QStringLiteral("decline")); }
-    void rateUserDidRequestReminderToRateApp(QXRate *) override { note(QStringLiteral("remind")); }
-    bool rateShouldOpenAppStore(QXRate *) override { note(QStringLiteral("shouldOpen")); return shouldOpen; }
-    void rateDidOpenAppStore(QXRate *) override { note(QStringLiteral("didOpen")); }
-
-private:
     void note(const QString &entry)
     {
-        if (QThread::currentThread() != QCoreApplication::instance()->thread())
-            offMainThread = true;
+        offMainThread |= QThread::currentThread() != QCoreApplication::instance()->thread();
         log.append(entry);
     }
+};
+
+/*
+  Plays the lookup service on 127.0.0.1: HTTPS with a certificate made for
+  this run and trusted by this process, or plain HTTP for child processes.
+  Records each request's target; the handler chooses the answer.
+*/
+class StoreServer : public QObject
+{
+public:
+    struct Response
+    {
+        int status = 200;
+        QByteArray body;
+        int delayMsec = 0;
+        bool hangUp = false; // close without answering
+    };
+    std::function<Response(const QByteArray &target)> handler = [](const QByteArray &) { return Response(); };
+    QList<QByteArray> targets;
+
+    explicit StoreServer(bool tls = true) : m_tls(tls) {}
+
+    void answer(const QByteArray &body, int status = 200)
+    {
+        handler = [body, status](const QByteArray &) { return Response{status, body}; };
+    }
+
+    bool start()
+    {
+        if (m_tls) {
+            const QSslConfiguration *tls = serverConfiguration();
+            if (!tls)
+                return false;
+            auto server = std::make_unique<QSslServer>();
+            server->setSslConfiguration(*tls);
+            m_server = std::move(server);
+        } else {
+            m_server = std::make_unique<QTcpServer>();
+        }
+        connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
+            while (QTcpSocket *socket = m_server->nextPendingConnection())
+                serve(socket);
+        });
+        return m_server->listen(QHostAddress::LocalHost, 0);
+    }
+
+    QUrl url() const
+    {
+        return QUrl(u"%1://127.0.0.1:%2"_s.arg(m_tls ? u"https"_s : u"http"_s).arg(m_server->serverPort()));
+    }
+
+    // The server's TLS configuration, made once with openssl; the client side
+    // of this process trusts its certificate from then on.
+    static const QSslConfiguration *serverConfiguration()
+    {
+        static const std::unique_ptr<QSslConfiguration> configuration = [] {
+            QTemporaryDir dir;
+            QProcess openssl;
+            openssl.start(u"openssl"_s, {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s,
+                                         u"ec_paramgen_curve:prime256v1"_s, u"-nodes"_s, u"-days"_s, u"2"_s,
+                                         u"-subj"_s, u"/CN=127.0.0.1"_s, u"-addext"_s,
+                                         u"subjectAltName=IP:127.0.0.1,DNS:localhost"_s, u"-keyout"_s,
+                                         dir.filePath(u"key.pem"_s), u"-out"_s, dir.filePath(u"cert.pem"_s)});
+            QFile cert(dir.filePath(u"cert.pem"_s));
+            QFile key(dir.filePath(u"key.pem"_s));
+            if (!openssl.waitForFinished(30000) || openssl.exitCode() != 0 || !cert.open(QIODevice::ReadOnly)
+                || !key.open(QIODevice::ReadOnly))
+                return std::unique_ptr<QSslConfiguration>();
+            const QSslCertificate certificate(&cert, QSsl::Pem);
+            QSslConfiguration client = QSslConfiguration::defaultConfiguration();
+            client.addCaCertificate(certificate);
+            QSslConfiguration::setDefaultConfiguration(client);
+            auto server = std::make_unique<QSslConfiguration>(client);
+            server->setLocalCertificate(certificate);
+            server->setPrivateKey(QSslKey(&key, QSsl::Ec, QSsl::Pem));
+            return server;
+        }();
+        return configuration.get();
+    }
+
+private:
+    void serve(QTcpSocket *socket)
+    {
+        socket->setParent(this);
+        connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+        const auto request = std::make_shared<QByteArray>();
+        const auto read = [this, socket, request] {
+            if (request->endsWith("\r\n\r\n"))
+                return; // answered already
+            *request += socket->readAll();
+            if (!request->endsWith("\r\n\r\n"))
+                return;
+            const QByteArray target = request->left(request->indexOf("\r\n")).split(' ').value(1);
+            targets.append(target);
+            const Response response = handler(target);
+            QTimer::singleShot(response.delayMsec, socket, [socket, response] {
+                if (!response.hangUp)
+                    socket->write("HTTP/1.1 " + QByteArray::number(response.status) + " Status\r\nContent-Type: "
+                                  "application/json\r\nContent-Length: " + QByteArray::number(response.body.size())
+                                  + "\r\nConnection: close\r\n\r\n" + response.body);
+                socket->disconnectFromHost();
+            });
+        };
+        connect(socket, &QTcpSocket::readyRead, this, read);
+        read(); // what arrived before the connection was handed over
+    }
+
+    bool m_tls;
+    std::unique_ptr<QTcpServer> m_server;
 };
 
 } // namespace RateTest

@@ -4,11 +4,9 @@
 #include "RateTestSupport.h"
 
 #include <QXFoundation/QXApplication.h>
-#include <QXFoundation/QXRate.h>
 
 #include "platform/QXWorkspace_p.h"
 
-#include <QtTest>
 #include <QtWidgets>
 
 using RateTest::Recorder;
@@ -16,24 +14,21 @@ using RateTest::StoreServer;
 
 namespace {
 
-// Catches the URLs the library opens, instead of the desktop.
+// Takes the URLs the library opens, instead of the desktop.
 class UrlCatcher : public QObject
 {
     Q_OBJECT
 public:
     QList<QUrl> urls;
-    QStringList *log = nullptr;
-
+    Recorder *recorder = nullptr;
 public Q_SLOTS:
     void open(const QUrl &url)
     {
         urls.append(url);
-        if (log)
-            log->append(QStringLiteral("open"));
+        recorder->note(u"open"_s);
     }
 };
 
-// Label getters that answer empty remove their buttons.
 class TwoButtonRate : public QXRate
 {
 public:
@@ -43,51 +38,44 @@ public:
 };
 
 // A system where the store application exists and starts after a few looks.
-class FakeWorkspace : public QXWorkspaceBackend
+struct FakeWorkspace : QXWorkspaceBackend
 {
-public:
     struct State
     {
         bool canRun = true;
         int looksUntilRunning = 3;
         int looks = 0;
     };
-    explicit FakeWorkspace(std::shared_ptr<State> state)
-        : m_state(std::move(state))
-    {
-    }
+    std::shared_ptr<State> state = std::make_shared<State>();
+
     QStringList runningApplications() const override
     {
-        ++m_state->looks;
-        if (m_state->looks > m_state->looksUntilRunning)
-            return {QStringLiteral("com.apple.appstore")};
-        return {};
+        return ++state->looks > state->looksUntilRunning ? QStringList{u"com.apple.appstore"_s} : QStringList();
     }
-    bool canRunApplication(const QString &bundleIdentifier) const override
-    {
-        return m_state->canRun && bundleIdentifier == QLatin1String("com.apple.appstore");
-    }
-
-private:
-    std::shared_ptr<State> m_state;
+    bool canRunApplication(const QString &id) const override { return state->canRun && id == u"com.apple.appstore"_s; }
 };
 
-QStringList buttonTexts(QXRate &rate)
-{
-    QStringList texts;
-    for (const QPointer<QAbstractButton> &button : QXRatePrivate::get(&rate)->alertButtons)
-        texts.append(button ? button->text() : QString());
-    return texts;
-}
-
-QAbstractButton *button(QXRate &rate, int index)
-{
-    return QXRatePrivate::get(&rate)->alertButtons.value(index);
-}
+const QStringList rated{u"attemptToRate"_s, u"N:UserDidAttemptToRateApp"_s, u"shouldOpen"_s,
+                        u"open"_s, u"didOpen"_s, u"N:DidOpenAppStore"_s};
 
 QMessageBox *alertOf(QXRate &rate)
 {
     return QXRatePrivate::get(&rate)->visibleAlert;
+}
+
+QStringList buttonTexts(QXRate &rate)
+{
+    QStringList texts;
+    for (const auto &button : QXRatePrivate::get(&rate)->alertButtons)
+        texts.append(button->text());
+    return texts;
+}
+
+// Clicks the button added at `index` and waits for the answer.
+bool answer(QXRate &rate, int index)
+{
+    QTest::mouseClick(QXRatePrivate::get(&rate)->alertButtons.value(index), Qt::LeftButton);
+    return QTest::qWaitFor([&] { return !alertOf(rate); });
 }
 
 } // namespace
@@ -103,24 +91,22 @@ private Q_SLOTS:
     void alertShowsThreeButtonsOnTheMainWindow();
     void answers_data();
     void answers();
-    void twoButtonLayouts();
-    void indexesOutsideTheButtons();
+    void twoButtonLayoutsAndOtherIndexes();
     void waitsForAMainWindow();
     void successfulLookupShowsTheAlert();
     void ratingWithoutAnIDLooksItUpFirst();
     void delegateKeepsTheStoreClosed();
-    void declineAndRemindAcrossVersions();
     void waitForTheStoreApplication();
 
 private:
     std::unique_ptr<QWidget> m_window;
-    std::unique_ptr<UrlCatcher> m_catcher;
     std::unique_ptr<Recorder> m_recorder;
+    std::unique_ptr<UrlCatcher> m_catcher;
 };
 
 void tst_QXRatePrompt::initTestCase()
 {
-    RateTest::isolateSettings("tst_qxrateprompt");
+    RateTest::isolateSettings(u"tst_qxrateprompt"_s);
     QXRatePrivate::setAppStoreReopenDelay(0.05);
 }
 
@@ -130,28 +116,24 @@ void tst_QXRatePrompt::init()
     QSettings().clear();
     QXAppStoreLookup::setStoreURL(RateTest::refusingStoreURL());
     m_window = std::make_unique<QWidget>();
-    m_window->resize(400, 300);
     m_window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
     QXApplication::setMainWindow(m_window.get());
-    m_catcher = std::make_unique<UrlCatcher>();
-    QDesktopServices::setUrlHandler(QStringLiteral("macappstore"), m_catcher.get(), "open");
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), m_catcher.get(), "open");
     m_recorder = std::make_unique<Recorder>();
-    m_catcher->log = &m_recorder->log;
+    m_catcher = std::make_unique<UrlCatcher>();
+    m_catcher->recorder = m_recorder.get();
+    QDesktopServices::setUrlHandler(u"macappstore"_s, m_catcher.get(), "open");
+    QDesktopServices::setUrlHandler(u"https"_s, m_catcher.get(), "open");
 }
 
 void tst_QXRatePrompt::cleanup()
 {
     QVERIFY(RateTest::waitForLookups());
-    QDesktopServices::unsetUrlHandler(QStringLiteral("macappstore"));
-    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
-    QXApplication::setMainWindow(nullptr);
+    QDesktopServices::unsetUrlHandler(u"macappstore"_s);
+    QDesktopServices::unsetUrlHandler(u"https"_s);
     m_window.reset();
-    m_recorder.reset();
     m_catcher.reset();
+    m_recorder.reset();
     QXWorkspace::sharedWorkspace().setBackend(nullptr);
-    // Let deferred deletions run.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
@@ -159,41 +141,53 @@ void tst_QXRatePrompt::alertShowsThreeButtonsOnTheMainWindow()
 {
     QXRate rate;
     rate.setDelegate(m_recorder.get());
-    QCoreApplication::processEvents(); // the launch
+    QVERIFY(RateTest::waitForLookups()); // past the launch
     m_recorder->log.clear();
 
     rate.promptForRating();
     QMessageBox *alert = alertOf(rate);
-    QVERIFY(alert);
-    QVERIFY(alert->isVisible());
+    QVERIFY(alert && alert->isVisible());
     QCOMPARE(alert->parentWidget(), m_window.get());
     QCOMPARE(alert->windowModality(), Qt::WindowModal);
-    QCOMPARE(alert->text(), QStringLiteral("Rate Example"));
+    QCOMPARE(alert->text(), u"Rate Example"_s);
     QCOMPARE(alert->informativeText(), rate.message());
-    QCOMPARE(buttonTexts(rate), (QStringList{QStringLiteral("Rate It Now"), QStringLiteral("No, Thanks"), QStringLiteral("Remind Me Later")}));
+    QCOMPARE(buttonTexts(rate), (QStringList{u"Rate It Now"_s, u"No, Thanks"_s, u"Remind Me Later"_s}));
     QCOMPARE(alert->buttons().size(), 3);
-    QCOMPARE(alert->defaultButton(), button(rate, 0));
-    // Reported at once, before any answer: delegate first.
-    QCOMPARE(m_recorder->log, (QStringList{QStringLiteral("didPrompt"), QStringLiteral("N:DidPromptForRating")}));
+    QCOMPARE(alert->defaultButton(), QXRatePrivate::get(&rate)->alertButtons.first());
+    // Reported at once, before any answer: the delegate first.
+    QCOMPARE(m_recorder->log, (QStringList{u"didPrompt"_s, u"N:DidPromptForRating"_s}));
 
+    // Neither Escape nor the close button answers for the user.
+    QTest::keyClick(alert, Qt::Key_Escape);
+    alert->close();
+    QCoreApplication::processEvents();
+    QVERIFY(alert->isVisible());
     // A second prompt while one is up does nothing.
     rate.promptForRating(false);
     QCOMPARE(alertOf(rate), alert);
     QCOMPARE(m_recorder->log.size(), 2);
-    QCOMPARE(m_window->findChildren<QMessageBox *>().size(), 1);
-
-    // The texts are shown as plain text.
     QPointer<QMessageBox> first(alert);
-    QTest::mouseClick(button(rate, 2), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
+    QVERIFY(answer(rate, 2));
     QTRY_VERIFY(!first);
-    rate.setApplicationName(QStringLiteral("<b>Bold</b>"));
+
+    // The texts are plain text, never markup.
+    rate.setApplicationName(u"<b>Bold</b>"_s);
     rate.promptForRating();
-    QVERIFY(alertOf(rate) && alertOf(rate) != nullptr);
     QCOMPARE(alertOf(rate)->textFormat(), Qt::PlainText);
-    QCOMPARE(alertOf(rate)->text(), QStringLiteral("Rate <b>Bold</b>"));
-    QTest::mouseClick(button(rate, 2), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
+    QCOMPARE(alertOf(rate)->text(), u"Rate <b>Bold</b>"_s);
+    auto *informative = alertOf(rate)->findChild<QLabel *>(u"qt_msgbox_informativelabel"_s);
+    QVERIFY(informative && informative->textFormat() == Qt::PlainText);
+    QVERIFY(answer(rate, 2));
+
+    // An instance that goes away takes its alert along.
+    QPointer<QMessageBox> orphan;
+    {
+        QXRate shortLived;
+        shortLived.promptForRating();
+        orphan = alertOf(shortLived);
+        QVERIFY(orphan);
+    }
+    QVERIFY(!orphan);
 }
 
 void tst_QXRatePrompt::answers_data()
@@ -201,16 +195,9 @@ void tst_QXRatePrompt::answers_data()
     QTest::addColumn<int>("index");
     QTest::addColumn<QStringList>("reports");
     QTest::addColumn<QString>("key");
-
-    QTest::newRow("rate") << 0
-                          << QStringList{QStringLiteral("attemptToRate"), QStringLiteral("N:UserDidAttemptToRateApp"),
-                                         QStringLiteral("shouldOpen"), QStringLiteral("open"), QStringLiteral("didOpen"),
-                                         QStringLiteral("N:DidOpenAppStore")}
-                          << QStringLiteral("QXRateRatedVersionChecked");
-    QTest::newRow("decline") << 1 << QStringList{QStringLiteral("decline"), QStringLiteral("N:UserDidDeclineToRateApp")}
-                             << QStringLiteral("QXRateDeclinedVersion");
-    QTest::newRow("remind") << 2 << QStringList{QStringLiteral("remind"), QStringLiteral("N:UserDidRequestReminderToRateApp")}
-                            << QStringLiteral("QXRateLastReminded");
+    QTest::newRow("rate") << 0 << rated << u"QXRateRatedVersionChecked"_s;
+    QTest::newRow("decline") << 1 << QStringList{u"decline"_s, u"N:UserDidDeclineToRateApp"_s} << u"QXRateDeclinedVersion"_s;
+    QTest::newRow("remind") << 2 << QStringList{u"remind"_s, u"N:UserDidRequestReminderToRateApp"_s} << u"QXRateLastReminded"_s;
 }
 
 void tst_QXRatePrompt::answers()
@@ -222,100 +209,67 @@ void tst_QXRatePrompt::answers()
     QXRate rate;
     rate.setDelegate(m_recorder.get());
     rate.setAppStoreID(777);
-    QCoreApplication::processEvents();
+    QVERIFY(RateTest::waitForLookups());
     rate.promptForRating();
-    QVERIFY(alertOf(rate));
     QPointer<QMessageBox> alert = alertOf(rate);
     m_recorder->log.clear();
 
-    QTest::mouseClick(button(rate, index), Qt::LeftButton);
-    // The alert is closed first; the answer comes on a later turn.
-    QVERIFY(!alert->isVisible());
-    QVERIFY(m_recorder->log.isEmpty());
-    QVERIFY(alertOf(rate));
+    // The alert closes first; the answer comes on a later turn.
+    QTest::mouseClick(QXRatePrivate::get(&rate)->alertButtons.value(index), Qt::LeftButton);
+    QVERIFY(!alert->isVisible() && alertOf(rate) && m_recorder->log.isEmpty());
     QTRY_VERIFY(!alertOf(rate));
     QCOMPARE(m_recorder->log, reports);
     QTRY_VERIFY(!alert);
 
-    const QStringList keys{QStringLiteral("QXRateRatedVersionChecked"), QStringLiteral("QXRateDeclinedVersion"),
-                           QStringLiteral("QXRateLastReminded")};
-    for (const QString &each : keys)
+    for (const QString &each : {u"QXRateRatedVersionChecked"_s, u"QXRateDeclinedVersion"_s, u"QXRateLastReminded"_s})
         QCOMPARE(QSettings().contains(each), each == key);
-    if (index == 0) {
-        QVERIFY(rate.ratedThisVersion());
-        QCOMPARE(m_catcher->urls.size(), 1);
-        const QUrl url = m_catcher->urls.first();
-        QCOMPARE(url.scheme(), QStringLiteral("macappstore"));
-        QCOMPARE(url.path(), QStringLiteral("/app/id777"));
-        QCOMPARE(url.query(), QStringLiteral("action=write-review"));
-    } else {
-        QVERIFY(m_catcher->urls.isEmpty());
-    }
-    if (index == 1)
-        QCOMPARE(QSettings().value(key).toString(), QStringLiteral("1.0"));
-    if (index == 2)
+    if (index < 2)
+        QCOMPARE(QSettings().value(key).toString(), u"1.0"_s);
+    else
         QVERIFY(qAbs(rate.lastReminded().secsTo(QDateTime::currentDateTimeUtc())) <= 2);
+    QCOMPARE(m_catcher->urls, index == 0 ? QList<QUrl>{QUrl(u"macappstore://127.0.0.1/app/id777?action=write-review"_s)} : QList<QUrl>());
 
-    // After the answer a new prompt shows a new alert.
+    // After the answer, a new prompt shows a new alert.
     rate.promptForRating();
-    QVERIFY(alertOf(rate));
-    QVERIFY(alertOf(rate) != alert);
-    QTest::mouseClick(button(rate, 2), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
+    QVERIFY(alertOf(rate) && alertOf(rate) != alert);
+    QVERIFY(answer(rate, 2));
 }
 
-void tst_QXRatePrompt::twoButtonLayouts()
+void tst_QXRatePrompt::twoButtonLayoutsAndOtherIndexes()
 {
     TwoButtonRate rate;
     rate.setDelegate(m_recorder.get());
-    QCoreApplication::processEvents();
-    QVERIFY(!rate.showCancelButton());
+    QVERIFY(RateTest::waitForLookups());
+    // Without a decline button, index 1 reminds.
     rate.promptForRating();
-    QCOMPARE(buttonTexts(rate), (QStringList{QStringLiteral("Rate It Now"), QStringLiteral("Remind Me Later")}));
+    QCOMPARE(buttonTexts(rate), (QStringList{u"Rate It Now"_s, u"Remind Me Later"_s}));
     QCOMPARE(alertOf(rate)->buttons().size(), 2);
-    m_recorder->log.clear();
-    QTest::mouseClick(button(rate, 1), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
-    // Index 1 means remind later without a decline button.
-    QCOMPARE(m_recorder->log.first(), QStringLiteral("remind"));
-    QVERIFY(rate.lastReminded().isValid());
-    QVERIFY(!rate.declinedAnyVersion());
-
+    QVERIFY(answer(rate, 1));
+    QVERIFY(rate.lastReminded().isValid() && !rate.declinedAnyVersion());
+    // Without a remind button, index 1 declines.
     rate.withoutCancel = false;
     rate.promptForRating();
-    QCOMPARE(buttonTexts(rate), (QStringList{QStringLiteral("Rate It Now"), QStringLiteral("No, Thanks")}));
-    m_recorder->log.clear();
-    QTest::mouseClick(button(rate, 1), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
-    QCOMPARE(m_recorder->log.first(), QStringLiteral("decline"));
+    QCOMPARE(buttonTexts(rate), (QStringList{u"Rate It Now"_s, u"No, Thanks"_s}));
+    QVERIFY(answer(rate, 1));
     QVERIFY(rate.declinedThisVersion());
-}
 
-void tst_QXRatePrompt::indexesOutsideTheButtons()
-{
-    QXRate rate;
-    rate.setDelegate(m_recorder.get());
-    QCoreApplication::processEvents();
+    // Indexes beyond the buttons record nothing, but the alert goes.
+    QSettings().clear();
+    rate.withoutCancel = true;
     m_recorder->log.clear();
-    for (const qint64 index : {qint64(3), qint64(-1), qint64(1000), std::numeric_limits<qint64>::min()}) {
+    for (const qint64 index : {qint64(2), qint64(-1), std::numeric_limits<qint64>::min()}) {
         rate.promptForRating();
-        QMessageBox *alert = alertOf(rate);
-        QVERIFY(alert);
+        QPointer<QMessageBox> alert = alertOf(rate);
         rate.didDismissAlert(alert, index);
-        QVERIFY(alertOf(rate));
         QTRY_VERIFY(!alertOf(rate));
         alert->hide();
     }
-    QCOMPARE(m_recorder->log.filter(QStringLiteral("didPrompt")).size(), 4);
-    QCOMPARE(m_recorder->log.size(), 8);
-    QVERIFY(!QSettings().contains(QStringLiteral("QXRateRatedVersionChecked")));
-    QVERIFY(!QSettings().contains(QStringLiteral("QXRateDeclinedVersion")));
-    QVERIFY(!QSettings().contains(QStringLiteral("QXRateLastReminded")));
-
+    QCOMPARE(m_recorder->log.size(), 6); // only the prompts
+    QVERIFY(QSettings().allKeys().isEmpty());
     // A modal response counts from 1000.
     rate.promptForRating();
-    QMessageBox *alert = alertOf(rate);
-    rate.alertDidEnd(alert, 1002, nullptr);
+    QPointer<QMessageBox> alert = alertOf(rate);
+    rate.alertDidEnd(alert, 1001, nullptr);
     QTRY_VERIFY(!alertOf(rate));
     QVERIFY(rate.lastReminded().isValid());
     alert->hide();
@@ -327,35 +281,29 @@ void tst_QXRatePrompt::waitsForAMainWindow()
     m_window->hide();
     QXRate rate;
     rate.setDelegate(m_recorder.get());
-    QCoreApplication::processEvents();
+    QVERIFY(RateTest::waitForLookups());
     QVERIFY(!QXApplication::mainWindow());
 
     rate.promptForRating();
-    rate.promptForRating(); // a second wait, which must not show a second alert
-    QVERIFY(!alertOf(rate));
+    rate.promptForRating(); // a second wait, which must not bring a second alert
     QTest::qWait(700);
-    QVERIFY(!alertOf(rate));
-    QVERIFY(m_recorder->entries(QStringLiteral("didPrompt")).isEmpty());
-
-    // A main window appears: the next retry shows the alert on it, once.
+    QVERIFY(!alertOf(rate) && m_recorder->entries(u"didPrompt"_s).isEmpty());
+    // A main window appears: a retry shows the alert on it, once.
     m_window->show();
     QXApplication::setMainWindow(m_window.get());
     QTRY_VERIFY_WITH_TIMEOUT(alertOf(rate), 2000);
     QCOMPARE(alertOf(rate)->parentWidget(), m_window.get());
     QTest::qWait(700);
-    QCOMPARE(m_recorder->entries(QStringLiteral("didPrompt")).size(), 1);
-    QTest::mouseClick(button(rate, 2), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
+    QCOMPARE(m_recorder->entries(u"didPrompt"_s).size(), 1);
+    QVERIFY(answer(rate, 2));
 
     // Without the wait, the alert goes up without a window.
     QXApplication::setMainWindow(nullptr);
     m_window->hide();
     rate.setOnlyPromptIfMainWindowIsAvailable(false);
     rate.promptForRating();
-    QVERIFY(alertOf(rate));
-    QCOMPARE(alertOf(rate)->parentWidget(), nullptr);
-    QTest::mouseClick(button(rate, 1), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
+    QVERIFY(alertOf(rate) && !alertOf(rate)->parentWidget());
+    QVERIFY(answer(rate, 1));
     QVERIFY(rate.declinedThisVersion());
 }
 
@@ -363,90 +311,81 @@ void tst_QXRatePrompt::successfulLookupShowsTheAlert()
 {
     StoreServer server;
     QVERIFY(server.start());
-    server.answer(RateTest::record(QStringLiteral("com.example.app"), 4321, QStringLiteral("1.0")));
+    server.answer(RateTest::record(u"com.example.app"_s, 4321, u"1.0"_s));
     QXAppStoreLookup::setStoreURL(server.url());
-
     QXRate rate;
     rate.setDelegate(m_recorder.get());
     rate.setPromptAtLaunch(false);
-    QCoreApplication::processEvents();
     QVERIFY(RateTest::waitForLookups());
     rate.setFirstUsed(QDateTime::currentDateTimeUtc().addDays(-11));
     rate.setUsesCount(10);
-    m_recorder->log.clear();
 
     // The delegate vetoes: nothing is shown or recorded, and the next check asks again.
+    m_recorder->log.clear();
     m_recorder->shouldPrompt = false;
     rate.logEvent(false);
     QVERIFY(RateTest::waitForLookups());
-    QCOMPARE(m_recorder->log, QStringList{QStringLiteral("shouldPrompt")});
-    QVERIFY(!alertOf(rate));
-    QVERIFY(rate.shouldPromptForRating());
+    QCOMPARE(m_recorder->log, QStringList{u"shouldPrompt"_s});
+    QVERIFY(!alertOf(rate) && rate.shouldPromptForRating());
 
     m_recorder->shouldPrompt = true;
     m_recorder->log.clear();
     rate.logEvent(false);
     QTRY_VERIFY(alertOf(rate));
-    QCOMPARE(m_recorder->log, (QStringList{QStringLiteral("shouldPrompt"), QStringLiteral("didPrompt"), QStringLiteral("N:DidPromptForRating")}));
-    QVERIFY(!m_recorder->offMainThread);
-    QCOMPARE(server.targets.last(), QByteArray("/us/lookup?id=4321"));
+    QCOMPARE(m_recorder->log, (QStringList{u"shouldPrompt"_s, u"didPrompt"_s, u"N:DidPromptForRating"_s}));
+    QCOMPARE(server.targets.last(), "/us/lookup?id=4321");
+    QVERIFY(answer(rate, 2));
 
-    // A newer version in the store stops the prompt and is reported.
-    QTest::mouseClick(button(rate, 2), Qt::LeftButton);
-    QTRY_VERIFY(!alertOf(rate));
+    // A newer version in the store stops the prompt, and is reported.
     rate.setLastReminded(QDateTime());
-    server.answer(RateTest::record(QStringLiteral("com.example.app"), 4321, QStringLiteral("1.1")));
+    server.answer(RateTest::record(u"com.example.app"_s, 4321, u"1.1"_s));
     m_recorder->log.clear();
     rate.promptIfAllCriteriaMet();
     QVERIFY(RateTest::waitForLookups());
-    QCOMPARE(m_recorder->log, (QStringList{QStringLiteral("couldNotConnect"), QStringLiteral("N:CouldNotConnectToAppStore")}));
+    QCOMPARE(m_recorder->log, (QStringList{u"couldNotConnect"_s, u"N:CouldNotConnectToAppStore"_s}));
     QCOMPARE(m_recorder->errors.last().code(), qint64(QXRateErrorNotLatestVersion));
-    QVERIFY(!alertOf(rate));
+    QVERIFY(!alertOf(rate) && !m_recorder->offMainThread);
 }
 
 void tst_QXRatePrompt::ratingWithoutAnIDLooksItUpFirst()
 {
     StoreServer server;
     QVERIFY(server.start());
-    server.answer(RateTest::record(QStringLiteral("com.example.app"), 2468, QStringLiteral("1.0")));
+    server.answer(RateTest::record(u"com.example.app"_s, 2468, u"1.0"_s));
     QXRate rate;
     rate.setDelegate(m_recorder.get());
-    QCoreApplication::processEvents();
-    QVERIFY(RateTest::waitForLookups()); // the launch lookup against a refusing port
+    QVERIFY(RateTest::waitForLookups()); // the launch lookup, refused
     QXAppStoreLookup::setStoreURL(server.url());
     m_recorder->log.clear();
 
     rate.rate();
-    QVERIFY(QXRatePrivate::get(&rate)->checkingForAppStoreID);
-    QVERIFY(m_catcher->urls.isEmpty());
-    QTRY_COMPARE(m_catcher->urls.size(), 1);
-    QCOMPARE(m_catcher->urls.first().path(), QStringLiteral("/app/id2468"));
-    QCOMPARE(m_recorder->log, (QStringList{QStringLiteral("attemptToRate"), QStringLiteral("N:UserDidAttemptToRateApp"),
-                                           QStringLiteral("shouldOpen"), QStringLiteral("open"), QStringLiteral("didOpen"),
-                                           QStringLiteral("N:DidOpenAppStore")}));
-    QVERIFY(!QXRatePrivate::get(&rate)->checkingForAppStoreID);
-    QVERIFY(rate.ratedThisVersion());
+    QVERIFY(QXRatePrivate::get(&rate)->checkingForAppStoreID && m_catcher->urls.isEmpty());
+    QVERIFY(RateTest::waitForLookups());
+    QCOMPARE(m_catcher->urls, QList<QUrl>{QUrl(u"macappstore://127.0.0.1/app/id2468?action=write-review"_s)});
+    QCOMPARE(m_recorder->log, rated);
+    QVERIFY(!QXRatePrivate::get(&rate)->checkingForAppStoreID && rate.ratedThisVersion());
 
     // Not in the store: nothing opens, nothing is reported.
-    QSettings().remove(QStringLiteral("QXRateAppStoreID"));
+    QSettings().remove(u"QXRateAppStoreID"_s);
     rate.setAppStoreID(0);
     server.answer(RateTest::jsonBytes("{'resultCount':0,'results':[]}"));
     m_recorder->log.clear();
     rate.openRatingsPageInAppStore();
     QVERIFY(RateTest::waitForLookups());
     QVERIFY(m_recorder->log.isEmpty());
-    QCOMPARE(m_catcher->urls.size(), 1);
-
-    // Preview mode lets a lookup succeed without an ID: the page waits for
-    // one, so nothing opens, and the lookup is not repeated.
+    // In preview mode the lookup succeeds without an ID: still nothing opens, and nothing repeats.
     rate.setPreviewMode(true);
-    int requests = server.targets.size();
+    const qsizetype requests = server.targets.size();
     rate.openRatingsPageInAppStore();
     QVERIFY(RateTest::waitForLookups());
     QCOMPARE(server.targets.size(), requests + 1);
     QCOMPARE(m_catcher->urls.size(), 1);
     QVERIFY(!QXRatePrivate::get(&rate)->checkingForAppStoreID);
-    rate.setPreviewMode(false);
+
+    // An explicit ratings URL opens without any ID.
+    rate.setRatingsURL(QUrl(u"https://example.com/review"_s));
+    rate.openRatingsPageInAppStore();
+    QCOMPARE(m_catcher->urls.last(), QUrl(u"https://example.com/review"_s));
 
     // A pending prompt lookup serves the ratings page too, and the page wins.
     QXAppStoreLookup::setStoreURL(RateTest::refusingStoreURL());
@@ -454,24 +393,13 @@ void tst_QXRatePrompt::ratingWithoutAnIDLooksItUpFirst()
     other.setDelegate(m_recorder.get());
     QVERIFY(RateTest::waitForLookups());
     QXAppStoreLookup::setStoreURL(server.url());
-    server.answer(RateTest::record(QStringLiteral("com.example.app"), 1357, QStringLiteral("1.0")));
-    m_recorder->log.clear();
-    requests = server.targets.size();
+    server.answer(RateTest::record(u"com.example.app"_s, 1357, u"1.0"_s));
     other.promptIfNetworkAvailable();
     other.openRatingsPageInAppStore();
     QVERIFY(RateTest::waitForLookups());
-    QCOMPARE(server.targets.size(), requests + 1);
-    QCOMPARE(m_catcher->urls.size(), 2);
-    QCOMPARE(m_catcher->urls.last().path(), QStringLiteral("/app/id1357"));
-    QVERIFY(m_recorder->entries(QStringLiteral("shouldPrompt")).isEmpty());
-    QVERIFY(!alertOf(other));
-
-    // An explicit ratings URL opens without any ID.
-    rate.setPreviewMode(false);
-    rate.setRatingsURL(QUrl(QStringLiteral("https://example.com/review")));
-    rate.openRatingsPageInAppStore();
-    QCOMPARE(m_catcher->urls.last(), QUrl(QStringLiteral("https://example.com/review")));
-    QCOMPARE(QXRatePrivate::runningLookups(), 0);
+    QCOMPARE(server.targets.size(), requests + 2);
+    QCOMPARE(m_catcher->urls.last().path(), u"/app/id1357"_s);
+    QVERIFY(m_recorder->entries(u"shouldPrompt"_s).isEmpty() && !alertOf(other));
 }
 
 void tst_QXRatePrompt::delegateKeepsTheStoreClosed()
@@ -479,71 +407,33 @@ void tst_QXRatePrompt::delegateKeepsTheStoreClosed()
     QXRate rate;
     rate.setDelegate(m_recorder.get());
     rate.setAppStoreID(99);
-    QCoreApplication::processEvents();
+    QVERIFY(RateTest::waitForLookups());
     m_recorder->shouldOpen = false;
     m_recorder->log.clear();
     rate.rate();
-    QCOMPARE(m_recorder->log, (QStringList{QStringLiteral("attemptToRate"), QStringLiteral("N:UserDidAttemptToRateApp"),
-                                           QStringLiteral("shouldOpen")}));
-    QVERIFY(rate.ratedThisVersion());
-    QVERIFY(m_catcher->urls.isEmpty());
-
-    // Without a delegate of its own, the application delegate is asked.
+    QCOMPARE(m_recorder->log, rated.mid(0, 3));
+    QVERIFY(rate.ratedThisVersion() && m_catcher->urls.isEmpty());
+    // Without any delegate, the page opens.
     rate.setDelegate(nullptr);
-    QXApplication::setDelegate(m_recorder.get());
-    m_recorder->log.clear();
-    rate.rate();
-    QCOMPARE(m_recorder->log.last(), QStringLiteral("shouldOpen"));
-    QXApplication::setDelegate(nullptr);
-    rate.setDelegate(nullptr);
-    // With none at all, the page opens.
-    m_recorder->log.clear();
     rate.rate();
     QCOMPARE(m_catcher->urls.size(), 1);
-}
-
-void tst_QXRatePrompt::declineAndRemindAcrossVersions()
-{
-    QXRate rate;
-    rate.setPromptAtLaunch(false);
-    QCoreApplication::processEvents();
-    rate.setFirstUsed(QDateTime::currentDateTimeUtc().addDays(-30));
-    rate.setUsesCount(20);
-    QVERIFY(rate.shouldPromptForRating());
-
-    rate.remindLater();
-    QVERIFY(!rate.shouldPromptForRating());
-    rate.setLastReminded(QDateTime::currentDateTimeUtc().addSecs(-25 * 3600));
-    QVERIFY(rate.shouldPromptForRating());
-
-    rate.declineThisVersion();
-    QVERIFY(!rate.shouldPromptForRating());
-    // A new version keeps the decline.
-    QXBundle::mainBundle().setInfoValue(QXBundleShortVersionStringKey, QStringLiteral("2.0"));
-    QXRate next;
-    next.setPromptAtLaunch(false);
-    QCoreApplication::processEvents();
-    next.setUsesCount(100);
-    next.setFirstUsed(QDateTime::currentDateTimeUtc().addDays(-100));
-    QVERIFY(!next.declinedThisVersion());
-    QVERIFY(!next.shouldPromptForRating());
 }
 
 void tst_QXRatePrompt::waitForTheStoreApplication()
 {
     QXRate rate;
     rate.setAppStoreID(31);
-    QCoreApplication::processEvents();
+    QVERIFY(RateTest::waitForLookups());
 
     // On this system no store application exists: one opening, no waiting.
     rate.openRatingsPageInAppStore();
-    QCOMPARE(m_catcher->urls.size(), 1);
     QTest::qWait(200);
     QCOMPARE(m_catcher->urls.size(), 1);
 
-    // Where it exists, the page opens again once the store is running.
-    auto state = std::make_shared<FakeWorkspace::State>();
-    QXWorkspace::sharedWorkspace().setBackend(std::make_unique<FakeWorkspace>(state));
+    // Where it exists, the page opens again once the store runs.
+    auto backend = std::make_unique<FakeWorkspace>();
+    const std::shared_ptr<FakeWorkspace::State> state = backend->state;
+    QXWorkspace::sharedWorkspace().setBackend(std::move(backend));
     m_catcher->urls.clear();
     rate.openRatingsPageInAppStore();
     QCOMPARE(m_catcher->urls.size(), 1);
@@ -553,12 +443,10 @@ void tst_QXRatePrompt::waitForTheStoreApplication()
     QTest::qWait(100);
     QCOMPARE(m_catcher->urls.size(), 2);
 
-    // A wait that is cut short by the instance's end stops looking.
-    state->looks = 0;
-    state->looksUntilRunning = 1000000;
+    // The end of the instance ends its wait.
+    *state = FakeWorkspace::State{true, 1000000, 0};
     {
         QXRate shortLived;
-        shortLived.setAppStoreID(32);
         shortLived.openAppPageWhenAppStoreLaunched();
         QTRY_VERIFY(state->looks > 3);
     }
@@ -567,9 +455,8 @@ void tst_QXRatePrompt::waitForTheStoreApplication()
     QTest::qWait(50);
     QCOMPARE(state->looks, looks);
 
-    // A backend that says the store cannot run is never asked who runs.
-    state->canRun = false;
-    state->looks = 0;
+    // A store that cannot run is not waited for.
+    *state = FakeWorkspace::State{false, 0, 0};
     rate.openAppPageWhenAppStoreLaunched();
     QTest::qWait(50);
     QCOMPARE(state->looks, 0);
