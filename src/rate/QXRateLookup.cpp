@@ -8,6 +8,8 @@
 
 #include "rate/QXRate_p.h"
 
+#include <QSslSocket>
+
 #include <atomic>
 
 namespace {
@@ -27,7 +29,13 @@ struct LookupJob
 
 LookupJob makeJob(QXRate *rate, QXRatePrivate *d)
 {
-    // Read on the calling (main) thread, so the background never touches the
+    // OpenSSL keeps state for the thread that initialises it and loses it
+    // when that thread ends: initialise TLS here, on the calling (main)
+    // thread, rather than on a pool thread that comes and goes.
+    static const bool tlsReady = QSslSocket::supportsSsl();
+    Q_UNUSED(tlsReady);
+
+    // Read on the calling thread, so the background never touches the
     // instance's configuration while the host may change it.
     LookupJob job;
     job.lookup.setCountry(d->appStoreCountry);
