@@ -307,6 +307,17 @@ void tst_QXRateLookup::rateReportsFailuresOnlyWhenSomethingWaits()
     rate.setPreviewMode(true);
     d->lookupCompleted(QXError());
     QCOMPARE(recorder.log, QStringList{u"shouldPrompt"_s});
+
+    // A store that answers too slowly fails the waiting prompt with a time-out.
+    m_server->handler = [](const QByteArray &) { return StoreServer::Response{200, "{}", 5000}; };
+    QXAppStoreLookup::setStoreURL(m_server->url());
+    QXRatePrivate::setLookupTimeout(0.3);
+    recorder.log.clear();
+    rate.promptIfNetworkAvailable();
+    QVERIFY(RateTest::waitForLookups());
+    QXRatePrivate::setLookupTimeout(60.0);
+    QCOMPARE(recorder.log, failure);
+    QCOMPARE(recorder.errors.last().code(), qint64(QNetworkReply::TimeoutError));
 }
 
 void tst_QXRateLookup::keyScanner()
