@@ -10,6 +10,11 @@
 QXFOUNDATION_EXPORT extern const QString QXLocalizedDescriptionKey;
 // Domain of errors that carry a POSIX errno value as their code.
 QXFOUNDATION_EXPORT extern const QString QXPOSIXErrorDomain;
+// Domain of network failures: the code is a QNetworkReply::NetworkError value,
+// the description the reply's error text.
+QXFOUNDATION_EXPORT extern const QString QXNetworkErrorDomain;
+// Domain of JSON parse failures: the code is a QJsonParseError::ParseError value.
+QXFOUNDATION_EXPORT extern const QString QXJSONErrorDomain;
 
 /*!
   An error as the library reports it: a domain, an integer code and a

@@ -6,6 +6,8 @@
 
 #include <QXFoundation/QXBezierPath.h>
 #include <QXFoundation/QXBezierPathUtilities.h>
+#include <QXFoundation/QXAppStoreLookup.h>
+#include <QXFoundation/QXApplication.h>
 #include <QXFoundation/QXBundle.h>
 #include <QXFoundation/QXData.h>
 #include <QXFoundation/QXCalendar.h>
@@ -17,6 +19,8 @@
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
+#include <QXFoundation/QXRate.h>
+#include <QXFoundation/QXRateDelegate.h>
 #include <QXFoundation/QXString.h>
 #include <QXFoundation/QXTimeIntervalFormatter.h>
 

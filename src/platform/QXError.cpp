@@ -6,6 +6,8 @@
 
 const QString QXLocalizedDescriptionKey = QStringLiteral("NSLocalizedDescription");
 const QString QXPOSIXErrorDomain = QStringLiteral("NSPOSIXErrorDomain");
+const QString QXNetworkErrorDomain = QStringLiteral("QXNetworkErrorDomain");
+const QString QXJSONErrorDomain = QStringLiteral("QXJSONErrorDomain");
 
 QXError::QXError(const QString &domain, qint64 code, const QVariantMap &userInfo)
     : m_domain(domain)
