@@ -8,6 +8,8 @@
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXError.h>
+#include <QXFoundation/QXFileManager.h>
+#include <QXFoundation/QXFileMonitor.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
