@@ -4,6 +4,7 @@
 
 #include <QtTest>
 
+#include <atomic>
 #include <csignal>
 
 #include <sys/resource.h>
@@ -91,7 +92,7 @@ private Q_SLOTS:
     void removingSeveralItemsStopsAtTheFirstFailure();
     void removingTheContentsOfADirectory();
     void copyWithOverwrite();
-    void failedReplacementKeepsTheDestination();
+    void replacementNeverLeavesTheDestinationMissing();
     void moveWithOverwrite();
     void directorySizes();
     void uniquePaths();
@@ -318,21 +319,62 @@ void tst_QXFileManager::copyWithOverwrite()
     QCOMPARE(tree(sourceTree), expected);
 }
 
-void tst_QXFileManager::failedReplacementKeepsTheDestination()
+void tst_QXFileManager::replacementNeverLeavesTheDestinationMissing()
 {
-    // Writes past a small file-size limit fail (EFBIG), for root as well:
-    // a copy that fails half-way must leave the destination as it was and
-    // nothing beside it.
+    // A reader looks at the destinations all the time while they are
+    // replaced again and again: it must always find an item there.
+    const QString file = path(QStringLiteral("config.json"));
+    const QString directory = path(QStringLiteral("current"));
+    writeFile(file, "{}");
+    writeFile(directory + QStringLiteral("/v0.txt"), "0");
+    const QString sourceFile = path(QStringLiteral("incoming.json"));
+    const QString sourceDirectory = path(QStringLiteral("release"));
+    writeFile(sourceDirectory + QStringLiteral("/a.txt"), "a");
+    writeFile(sourceDirectory + QStringLiteral("/b/c.txt"), "c");
+    std::atomic<bool> stop{false};
+    std::atomic<int> looks{0};
+    std::atomic<int> misses{0};
+    std::unique_ptr<QThread> reader(QThread::create([&] {
+        const QByteArray f = QFile::encodeName(file);
+        const QByteArray d = QFile::encodeName(directory);
+        while (!stop) {
+            struct stat st;
+            if (::lstat(f.constData(), &st) != 0 || ::lstat(d.constData(), &st) != 0)
+                ++misses;
+            ++looks;
+        }
+    }));
+    reader->start();
+    const QString staging = path(QStringLiteral("staging"));
+    for (int i = 0; i < 100; ++i) {
+        QXError error;
+        writeFile(sourceFile, QByteArray::number(i));
+        QVERIFY2(qx_copyItemAtPath(sourceFile, file, true, &error), qPrintable(error.localizedDescription()));
+        QVERIFY2(qx_moveItemAtPath(sourceFile, file, true, &error), qPrintable(error.localizedDescription()));
+        QVERIFY2(qx_copyItemAtPath(sourceDirectory, directory, true, &error), qPrintable(error.localizedDescription()));
+        QVERIFY2(qx_copyItemAtPath(sourceDirectory, staging, false, &error), qPrintable(error.localizedDescription()));
+        QVERIFY2(qx_moveItemAtPath(staging, directory, true, &error), qPrintable(error.localizedDescription()));
+    }
+    stop = true;
+    QVERIFY(reader->wait(5000));
+    QVERIFY(looks > 0);
+    QCOMPARE(misses.load(), 0);
+    QCOMPARE(readFile(file), QByteArray("99"));
+    QCOMPARE(tree(directory), tree(sourceDirectory));
+
+    // A copy that fails half-way leaves the destination as it was and
+    // nothing beside it. Writes past a small file-size limit fail (EFBIG),
+    // for root as well.
     const QString big = path(QStringLiteral("big.bin"));
     writeFile(big, QByteArray(64 * 1024, 'b'));
     const QString bigTree = path(QStringLiteral("bigtree"));
     writeFile(bigTree + QStringLiteral("/small.txt"), "small");
     writeFile(bigTree + QStringLiteral("/zz-big.bin"), QByteArray(64 * 1024, 'b'));
-    const QString file = path(QStringLiteral("precious.txt"));
-    writeFile(file, "precious");
-    const QString directory = path(QStringLiteral("precious"));
-    writeFile(directory + QStringLiteral("/inside.txt"), "inside");
-    const QStringList directoryBefore = tree(directory);
+    const QString precious = path(QStringLiteral("precious.txt"));
+    writeFile(precious, "precious");
+    const QString preciousTree = path(QStringLiteral("precious"));
+    writeFile(preciousTree + QStringLiteral("/inside.txt"), "inside");
+    const QStringList directoryBefore = tree(preciousTree);
     const QStringList scratchBefore = QDir(m_scratch->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
 
     struct rlimit saved;
@@ -342,8 +384,8 @@ void tst_QXFileManager::failedReplacementKeepsTheDestination()
     limited.rlim_cur = 4096;
     QCOMPARE(::setrlimit(RLIMIT_FSIZE, &limited), 0);
     QXError copyFile, copyTree;
-    const bool copiedFile = qx_copyItemAtPath(big, file, true, &copyFile);
-    const bool copiedTree = qx_copyItemAtPath(bigTree, directory, true, &copyTree);
+    const bool copiedFile = qx_copyItemAtPath(big, precious, true, &copyFile);
+    const bool copiedTree = qx_copyItemAtPath(bigTree, preciousTree, true, &copyTree);
     ::setrlimit(RLIMIT_FSIZE, &saved);
     std::signal(SIGXFSZ, previousHandler);
 
@@ -351,8 +393,8 @@ void tst_QXFileManager::failedReplacementKeepsTheDestination()
     QCOMPARE(copyFile.code(), EFBIG);
     QVERIFY(!copiedTree);
     QCOMPARE(copyTree.code(), EFBIG);
-    QCOMPARE(readFile(file), QByteArray("precious"));
-    QCOMPARE(tree(directory), directoryBefore);
+    QCOMPARE(readFile(precious), QByteArray("precious"));
+    QCOMPARE(tree(preciousTree), directoryBefore);
     QCOMPARE(QDir(m_scratch->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), scratchBefore);
 }
 

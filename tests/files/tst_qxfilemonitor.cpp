@@ -259,6 +259,20 @@ void tst_QXFileMonitor::eventSourceReportsVnodeEvents()
     QVERIFY(QFile::remove(directory + QStringLiteral("/new.txt")));
     QCOMPARE(settle(dir, DISPATCH_VNODE_WRITE), DISPATCH_VNODE_WRITE);
 
+    // A delivery already waiting in the queue when the source is cancelled is dropped.
+    const QString busy = path(QStringLiteral("busy.txt"));
+    writeFile(busy, "b");
+    Recorder late;
+    auto [lateDescriptor, lateSource] = watch(busy, allEvents, late);
+    QSemaphore hold;
+    queue->async([&hold] { hold.acquire(); });
+    writeFile(busy, "more", QIODevice::Append);
+    QTest::qWait(200); // the event reaches the source and waits behind the held queue
+    lateSource->cancel();
+    hold.release();
+    QTRY_COMPARE(late.cancels.load(), 1);
+    QCOMPARE(late.calls.load(), 0);
+
     // Cancelled sources deliver nothing more and close their descriptor once.
     const int callsBefore = dir.calls;
     dirSource->cancel();
