@@ -16,6 +16,8 @@
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXEncryption.h>
 #include <QXFoundation/QXError.h>
+#include <QXFoundation/QXFileManager.h>
+#include <QXFoundation/QXFileMonitor.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>

@@ -1,0 +1,2 @@
+qx_add_benchmark(bench_files_dirsize SOURCES bench_dirsize.cpp)
+qx_add_benchmark(bench_files_monitor SOURCES bench_monitor.cpp)

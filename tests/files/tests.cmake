@@ -1,0 +1,3 @@
+qx_add_test(tst_qxfilemanager SOURCES tst_qxfilemanager.cpp)
+qx_add_test(tst_qxfilemonitor SOURCES tst_qxfilemonitor.cpp)
+qx_add_test(tst_qxfilestool SOURCES tst_qxfilestool.cpp)
