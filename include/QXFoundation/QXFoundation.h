@@ -4,14 +4,19 @@
 
 #include <QXFoundation/QXGlobal.h>
 
+#include <QXFoundation/QXBlurEffect.h>
 #include <QXFoundation/QXBundle.h>
+#include <QXFoundation/QXColor.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXError.h>
+#include <QXFoundation/QXImage.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
+#include <QXFoundation/QXScalableImage.h>
 #include <QXFoundation/QXString.h>
+#include <QXFoundation/QXThreePartImage.h>
 
 // The library's version as a number: 1.0.
 QXFOUNDATION_EXPORT extern const double QXFoundationVersionNumber;
