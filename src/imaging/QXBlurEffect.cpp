@@ -63,6 +63,26 @@ QImage maskCoverage(const QImage &mask, QSize size)
     return coverage.mirrored(false, true);
 }
 
+// Each pixel drawn over itself (source-over), weighted by the mask's
+// coverage where there is a mask: p + coverage × p × (1 − alpha). Opaque
+// and transparent pixels stay as they are.
+void drawOverItself(QImage &image, const QImage &coverage)
+{
+    for (int y = 0; y < image.height(); ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        const uchar *mask = coverage.isNull() ? nullptr : coverage.constScanLine(y);
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb pixel = line[x];
+            const uint alpha = qAlpha(pixel);
+            const uint weight = (255 - alpha) * (mask ? mask[x] : 255u); // 0 ... 255²
+            if (alpha == 0 || weight == 0)
+                continue;
+            const auto over = [weight](uint channel) { return channel + (channel * weight + 255 * 255 / 2) / (255 * 255); };
+            line[x] = qRgba(int(over(qRed(pixel))), int(over(qGreen(pixel))), int(over(qBlue(pixel))), int(over(alpha)));
+        }
+    }
+}
+
 bool readableDirectly(const QImage &image)
 {
     // Format_RGB32 stores 0xff in the alpha byte: the same bytes as an opaque premultiplied pixel.
@@ -150,20 +170,10 @@ QImage QXBlurEffect::blurImage(const QImage &image)
     }
     first = QImage();
 
+    // The output starts as the processed bitmap, which is ours to change.
     QImage output = std::move(processed);
-    if (blur) {
-        // Drawing the processed image over itself with the mask as a soft
-        // clip is the same as drawing it with its pixels scaled by the
-        // mask's coverage.
-        QImage layer = output.copy();
-        if (!m_maskImage.isNull()) {
-            QPainter masking(&layer);
-            masking.setCompositionMode(QPainter::CompositionMode_DestinationIn);
-            masking.drawImage(0, 0, maskCoverage(m_maskImage, working));
-        }
-        QPainter painter(&output);
-        painter.drawImage(0, 0, layer);
-    }
+    if (blur)
+        drawOverItself(output, m_maskImage.isNull() ? QImage() : maskCoverage(m_maskImage, working));
     if (m_tintColor.isValid()) {
         QPainter painter(&output);
         painter.fillRect(output.rect(), m_tintColor);

@@ -471,14 +471,61 @@ void matrixGeneric(ConstBitmap source, Bitmap destination, const std::array<qint
 }
 
 #if QX_KERNELS_HAVE_AVX2
-QX_TARGET_AVX2 void matrixAvx2(ConstBitmap source, Bitmap destination, const std::array<qint16, 16> &matrix,
-                               int divisor)
+/*
+  Four pixels at a time, for a power-of-two divisor. Each pixel's channels
+  are widened to 16 bits and paired as (blue, green) and (red, alpha); one
+  multiply-add of each pair with the matching two matrix rows gives the
+  four output channels of the pixel at once.
+*/
+QX_TARGET_AVX2 void matrixShiftAvx2(ConstBitmap source, Bitmap destination, const std::array<qint16, 16> &matrix,
+                                    int shift)
 {
-    const int shift = powerOfTwoShift(divisor);
-    if (shift >= 0)
-        matrixRows(source, destination, matrix, ShiftDivide{shift, divisor / 2});
-    else
-        matrixRows(source, destination, matrix, IntegerDivide{divisor});
+    alignas(32) qint16 blueGreen[16];
+    alignas(32) qint16 redAlpha[16];
+    for (int c = 0; c < 4; ++c) {
+        blueGreen[2 * c] = blueGreen[8 + 2 * c] = matrix[size_t(c)];
+        blueGreen[2 * c + 1] = blueGreen[8 + 2 * c + 1] = matrix[size_t(4 + c)];
+        redAlpha[2 * c] = redAlpha[8 + 2 * c] = matrix[size_t(8 + c)];
+        redAlpha[2 * c + 1] = redAlpha[8 + 2 * c + 1] = matrix[size_t(12 + c)];
+    }
+    const __m256i rowsBlueGreen = _mm256_load_si256(reinterpret_cast<const __m256i *>(blueGreen));
+    const __m256i rowsRedAlpha = _mm256_load_si256(reinterpret_cast<const __m256i *>(redAlpha));
+    // Within each 128-bit lane: two pixels of 16-bit channels.
+    const __m256i firstBlueGreen = _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3));
+    const __m256i firstRedAlpha = _mm256_broadcastsi128_si256(_mm_setr_epi8(4, 5, 6, 7, 4, 5, 6, 7, 4, 5, 6, 7, 4, 5, 6, 7));
+    const __m256i secondBlueGreen = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(8, 9, 10, 11, 8, 9, 10, 11, 8, 9, 10, 11, 8, 9, 10, 11));
+    const __m256i secondRedAlpha = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(12, 13, 14, 15, 12, 13, 14, 15, 12, 13, 14, 15, 12, 13, 14, 15));
+    const __m256i alphas = _mm256_broadcastsi128_si256(_mm_setr_epi8(3, 3, 3, 3, 7, 7, 7, 7, 11, 11, 11, 11, 15, 15, 15, 15));
+    const __m256i half = _mm256_set1_epi32(1 << shift >> 1);
+    const __m128i count = _mm_cvtsi32_si128(shift);
+    for (int y = 0; y < source.height; ++y) {
+        const uchar *in = source.bits + qsizetype(y) * source.bytesPerLine;
+        uchar *out = destination.bits + qsizetype(y) * destination.bytesPerLine;
+        int x = 0;
+        for (; x + 4 <= source.width; x += 4) {
+            const __m256i pixels = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 4 * x)));
+            __m256i first = _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(pixels, firstBlueGreen), rowsBlueGreen),
+                                             _mm256_madd_epi16(_mm256_shuffle_epi8(pixels, firstRedAlpha), rowsRedAlpha));
+            __m256i second = _mm256_add_epi32(
+                _mm256_madd_epi16(_mm256_shuffle_epi8(pixels, secondBlueGreen), rowsBlueGreen),
+                _mm256_madd_epi16(_mm256_shuffle_epi8(pixels, secondRedAlpha), rowsRedAlpha));
+            first = _mm256_sra_epi32(_mm256_add_epi32(first, half), count);
+            second = _mm256_sra_epi32(_mm256_add_epi32(second, half), count);
+            // Saturating packs clamp to 0–255; lane order stays pixel order.
+            const __m256i words = _mm256_packs_epi32(first, second);
+            __m256i bytes = _mm256_packus_epi16(words, words);
+            bytes = _mm256_min_epu8(bytes, _mm256_shuffle_epi8(bytes, alphas));
+            const __m256i joined = _mm256_permute4x64_epi64(bytes, 0x08);
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4 * x), _mm256_castsi256_si128(joined));
+        }
+        if (x < source.width) {
+            const ConstBitmap restIn{in + 4 * x, source.bytesPerLine, source.width - x, 1};
+            const Bitmap restOut{out + 4 * x, destination.bytesPerLine, source.width - x, 1};
+            matrixRows(restIn, restOut, matrix, ShiftDivide{shift, (1 << shift) >> 1});
+        }
+    }
 }
 #endif
 
@@ -527,8 +574,9 @@ void matrixMultiply(ConstBitmap source, Bitmap destination, const std::array<qin
         return;
     divisor = std::max(divisor, 1);
 #if QX_KERNELS_HAVE_AVX2
-    if (cpuHasAvx2())
-        return matrixAvx2(source, destination, matrix, divisor);
+    const int shift = powerOfTwoShift(divisor);
+    if (cpuHasAvx2() && shift >= 0 && shift < 31)
+        return matrixShiftAvx2(source, destination, matrix, shift);
 #endif
     matrixGeneric(source, destination, matrix, divisor);
 }
