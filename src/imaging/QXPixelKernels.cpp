@@ -153,13 +153,23 @@ QX_TARGET_AVX2 QX_ALWAYS_INLINE __m256i divide8(__m256i sums, const DividerAvx2 
 QX_TARGET_AVX2 void filterRowAvx2(const quint32 *columns, int width, int radius, const Divider &divide,
                                   const DividerAvx2 &divider, uchar *out)
 {
-    quint32 initial[4];
-    initialRowSum(columns, width, radius, initial);
-    __m128i sum = _mm_loadu_si128(reinterpret_cast<const __m128i *>(initial));
     const auto column = [columns](int x) {
         return _mm_loadu_si128(reinterpret_cast<const __m128i *>(columns + 4 * x));
     };
     const int last = width - 1;
+    // The window of pixel 0, two pixels per addition: its length grows
+    // with the kernel, so it must not be a serial chain of its own.
+    const int inside = std::min(radius, last);
+    __m256i pairs = _mm256_setzero_si256();
+    int i = 1;
+    for (; i + 1 <= inside; i += 2)
+        pairs = _mm256_add_epi32(pairs, _mm256_loadu_si256(reinterpret_cast<const __m256i *>(columns + 4 * i)));
+    __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(pairs), _mm256_extracti128_si256(pairs, 1));
+    if (i <= inside)
+        sum = _mm_add_epi32(sum, column(i));
+    sum = _mm_add_epi32(sum, _mm_mullo_epi32(column(0), _mm_set1_epi32(radius + 1)));
+    if (radius > last)
+        sum = _mm_add_epi32(sum, _mm_mullo_epi32(column(last), _mm_set1_epi32(radius - last)));
     int x = 0;
     // Blocks of eight pixels: the running sums are a serial chain of one
     // addition per pixel; the divisions and packing of the block run
