@@ -60,7 +60,7 @@ constexpr int kMaximumBoxKernelSize = 2047;
   The cost per pixel does not depend on the kernel size: the vertical sums
   of a row are updated from the previous row's (one row enters, one
   leaves), and each output row slides a running sum along them. No
-  intermediate bitmap is allocated, only two rows of sums.
+  intermediate bitmap is allocated, only one row of column sums.
 */
 QXFOUNDATION_EXPORT void boxConvolve(ConstBitmap source, Bitmap destination, int kernelSize);
 
