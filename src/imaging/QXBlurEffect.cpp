@@ -151,7 +151,8 @@ QImage QXBlurEffect::blurImage(const QImage &image)
     // Blur and saturation alternate between two bitmaps: first → second → first.
     const bool blur = m_radius > kThreshold;
     const bool saturate = std::fabs(m_saturationDeltaFactor - 1.0) > kThreshold;
-    QImage processed = first;
+    // Nothing else may share `first` while the kernels write: a shared QImage would detach into a copy.
+    QImage processed;
     if (blur || saturate) {
         QImage second(working, QImage::Format_ARGB32_Premultiplied);
         if (!second.isNull()) {
@@ -168,6 +169,8 @@ QImage QXBlurEffect::blurImage(const QImage &image)
             processed = saturate ? to : from;
         }
     }
+    if (processed.isNull()) // nothing to do, or no memory for the second bitmap
+        processed = first;
     first = QImage();
 
     // The output starts as the processed bitmap, which is ours to change.
