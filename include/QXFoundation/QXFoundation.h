@@ -12,6 +12,8 @@
 #include <QXFoundation/QXData.h>
 #include <QXFoundation/QXCalendar.h>
 #include <QXFoundation/QXDateComponents.h>
+#include <QXFoundation/QXBlurEffect.h>
+#include <QXFoundation/QXColor.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXEncryption.h>
@@ -25,6 +27,9 @@
 #include <QXFoundation/QXRateDelegate.h>
 #include <QXFoundation/QXString.h>
 #include <QXFoundation/QXTimeIntervalFormatter.h>
+#include <QXFoundation/QXImage.h>
+#include <QXFoundation/QXScalableImage.h>
+#include <QXFoundation/QXThreePartImage.h>
 
 // The library's version as a number: 1.0.
 QXFOUNDATION_EXPORT extern const double QXFoundationVersionNumber;
