@@ -4,13 +4,20 @@
 
 #include <QXFoundation/QXGlobal.h>
 
+#include <QXFoundation/QXArray.h>
 #include <QXFoundation/QXBundle.h>
+#include <QXFoundation/QXCollectionTraits.h>
 #include <QXFoundation/QXDateFormatter.h>
+#include <QXFoundation/QXDictionary.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXError.h>
+#include <QXFoundation/QXIndexPath.h>
+#include <QXFoundation/QXJSON.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
+#include <QXFoundation/QXRange.h>
+#include <QXFoundation/QXSortedList.h>
 #include <QXFoundation/QXString.h>
 
 // The library's version as a number: 1.0.
