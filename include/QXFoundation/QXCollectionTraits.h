@@ -24,7 +24,7 @@
     pointees are compared with operator== when the pointee type has one (a
     null pointer equals only a null pointer); without one (QObject, for
     instance) equality falls back to identity. For value types it is
-    operator==.
+    operator==, except for QVariant (see variantsEqual()).
 
   Lists of values hashable with qHash() (integers, QString, QByteArray, your
   own types with a qHash overload) are worked through a hash set, in linear
@@ -78,11 +78,22 @@ concept ValueHashable = !Pointer<T> && !std::is_floating_point_v<T> && !std::sam
 template<typename T>
 concept PointeeComparable = Pointer<T> && std::equality_comparable<typename PointerTraits<T>::Element>;
 
+/*!
+  Equality of JSON-like values: numbers (bool included) compare by value
+  (1 equals 1.0), values of different kinds never match (the string "1" is
+  not the number 1, although QVariant's operator== says it is), lists and
+  maps compare element by element under the same rule, anything else with
+  QVariant's operator==.
+*/
+QXFOUNDATION_EXPORT bool variantsEqual(const QVariant &a, const QVariant &b);
+
 template<typename T>
 bool isIdentical(const T &a, const T &b)
 {
     if constexpr (Pointer<T>)
         return PointerTraits<T>::address(a) == PointerTraits<T>::address(b);
+    else if constexpr (std::same_as<T, QVariant>)
+        return variantsEqual(a, b);
     else
         return a == b;
 }

@@ -3,6 +3,8 @@
 #include <QXFoundation/QXDictionary.h>
 #include <QXFoundation/QXString.h>
 
+#include "QXVariantKinds_p.h"
+
 #include <QObject>
 #include <QStringList>
 #include <QVariantHash>
@@ -32,29 +34,6 @@ QString parameterText(const QVariant &value)
         return QString();
     default:
         return value.toString();
-    }
-}
-
-bool isNumberType(int id)
-{
-    switch (id) {
-    case QMetaType::Bool:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Char:
-    case QMetaType::SChar:
-    case QMetaType::UChar:
-    case QMetaType::Double:
-    case QMetaType::Float:
-        return true;
-    default:
-        return false;
     }
 }
 
@@ -117,7 +96,7 @@ QString qx_stringForKey(const QVariantMap &dictionary, const QString &key)
 QVariant qx_numberForKey(const QVariantMap &dictionary, const QString &key)
 {
     const QVariant value = dictionary.value(key);
-    return isNumberType(value.metaType().id()) ? value : QVariant();
+    return QXVariantKinds::isNumber(value.metaType().id()) ? value : QVariant();
 }
 
 std::optional<QVariantList> qx_arrayForKey(const QVariantMap &dictionary, const QString &key)
