@@ -218,10 +218,13 @@ public:
     // Removes every object equal to `object`.
     void removeObject(const T &object)
     {
+        const auto isEqual = [&object](const T &element) { return QXCollectionTraits::isEqual(element, object); };
         qsizetype kept = 0;
         for (qsizetype c = 0; c < m_chunks.size();) {
-            QList<T> &chunk = m_chunks[c];
-            chunk.removeIf([&object](const T &element) { return QXCollectionTraits::isEqual(element, object); });
+            // Chunks without a match stay shared with copies of the list.
+            if (std::any_of(m_chunks.at(c).cbegin(), m_chunks.at(c).cend(), isEqual))
+                m_chunks[c].removeIf(isEqual);
+            const QList<T> &chunk = m_chunks.at(c);
             if (chunk.isEmpty()) {
                 m_chunks.removeAt(c);
                 m_starts.removeAt(c);

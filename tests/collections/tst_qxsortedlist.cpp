@@ -195,6 +195,20 @@ void tst_QXSortedList::iterationAndCopies()
     QCOMPARE(list.objectAtIndex(0), 2999);
     QCOMPARE(list.lastObject(), std::optional<int>(0));
     QCOMPARE(copy.lastObject(), std::optional<int>(-5));
+
+    // Removing every equal object across many chunks, in a copy only.
+    QXSortedList<int> residues(QXSortDescriptors::byValue<int>());
+    for (int value = 0; value < 5000; ++value)
+        residues.insertObject(value % 7);
+    QXSortedList<int> withoutThrees = residues;
+    withoutThrees.removeObject(3);
+    QCOMPARE(withoutThrees.count(), 5000 - 714);
+    QCOMPARE(withoutThrees.indexOfObject(3), QXNotFound);
+    // 6, 5 and 4 come first, 714 of each; the 2s now follow the 4s.
+    QCOMPARE(withoutThrees.indexOfObject(2), 3 * 714);
+    QCOMPARE(withoutThrees.objectAtIndex(3 * 714 - 1), 4);
+    QCOMPARE(residues.count(), 5000);
+    QCOMPARE(residues.indexOfObject(3), 3 * 714);
 }
 
 void tst_QXSortedList::rangeValues()
