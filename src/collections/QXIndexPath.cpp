@@ -1,5 +1,7 @@
 #include <QXFoundation/QXIndexPath.h>
 
+#include <algorithm>
+
 quint64 qx_firstIndex(const QXIndexPath &indexPath)
 {
     return indexPath.indexAtPosition(0);
