@@ -18,7 +18,8 @@ void appendRandomValue(QByteArray &out, QRandomGenerator &random, int depth)
     static const char *const scalars[] = {
         "null", "true", "false", "0", "-0", "1.0", "1e2", "-12.5e-3", "9007199254740993", "12345678901234567890",
         "-9223372036854775808", "0.1", "\"\"", "\"caf\\u00e9 \\ud83d\\ude00\"", "\"tab\\t\\\"q\\\" \\/ \\\\\"",
-        "\"Köln\"", "\"\\u0000\\u001f\\u007f\"", "\"\\u2028\""};
+        "\"Köln\"", "\"\\u0000\\u001f\\u007f\"", "\"\\u2028\"", "\"\\ud800x\"", "\"\\udc00\"",
+        "\"a\\ud83d\"", "\"\\ud83d\\ud83d\\ude00\"", "\"\\b\\f\\n\\r\\t\\u0001\""};
     const int kind = int(random.bounded(depth > 3 ? 1 : 4));
     if (kind == 0) {
         out += scalars[random.bounded(int(std::size(scalars)))];
@@ -55,6 +56,8 @@ struct ToolRun
 
 ToolRun runTool(const QStringList &arguments, const QByteArray &input = {})
 {
+    if (qEnvironmentVariableIsEmpty("QX_TOOL"))
+        qFatal("QX_TOOL must name the qx binary (ctest sets it)");
     QProcess process;
     process.start(qEnvironmentVariable("QX_TOOL"), arguments);
     process.write(input);
@@ -189,6 +192,15 @@ void tst_QXJSON::textPathMatchesTreePath()
         "  \"\\u00e9\\ud83d\\ude00\"  ",
         "[1.0, 1e2, -0, 12345678901234567890, 9007199254740993, 0.1, 1.5e-7, 1e300, -9223372036854775808]",
     };
+    // Strings whose escapes need far more room than their length suggests.
+    QByteArray escapes = "[\"";
+    for (int i = 0; i < 300; ++i)
+        escapes += "\\u0001\\\"";
+    escapes += "ééé€€€😀\", \"";
+    for (int i = 0; i < 100; ++i)
+        escapes += "\\ud800";
+    escapes += "\"]";
+    documents.append(escapes);
     QRandomGenerator random(1234);
     for (int i = 0; i < 300; ++i) {
         QByteArray document;
