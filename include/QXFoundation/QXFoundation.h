@@ -14,7 +14,10 @@
 #include <QXFoundation/QXDateComponents.h>
 #include <QXFoundation/QXBlurEffect.h>
 #include <QXFoundation/QXColor.h>
+#include <QXFoundation/QXArray.h>
+#include <QXFoundation/QXCollectionTraits.h>
 #include <QXFoundation/QXDateFormatter.h>
+#include <QXFoundation/QXDictionary.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXEncryption.h>
 #include <QXFoundation/QXError.h>
@@ -25,6 +28,10 @@
 #include <QXFoundation/QXNumberFormatter.h>
 #include <QXFoundation/QXRate.h>
 #include <QXFoundation/QXRateDelegate.h>
+#include <QXFoundation/QXIndexPath.h>
+#include <QXFoundation/QXJSON.h>
+#include <QXFoundation/QXRange.h>
+#include <QXFoundation/QXSortedList.h>
 #include <QXFoundation/QXString.h>
 #include <QXFoundation/QXTimeIntervalFormatter.h>
 #include <QXFoundation/QXImage.h>

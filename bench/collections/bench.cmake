@@ -1,0 +1,2 @@
+qx_add_benchmark(bench_collections_sortedlist SOURCES sortedlist.cpp)
+qx_add_benchmark(bench_collections_jsondata SOURCES jsondata.cpp)
