@@ -36,7 +36,7 @@ asan: deps
 tsan: deps
 	$(GENERATE) -B build-tsan -DQX_SANITIZE=thread
 	cmake --build build-tsan -j $(JOBS)
-	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 scripts/run-tests.sh build-tsan
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp scripts/run-tests.sh build-tsan
 
 bench: bench-deps
 	cmake -S . -G Ninja -B build-bench -DCMAKE_BUILD_TYPE=Release -DQX_BUILD_BENCHMARKS=ON -DQX_BUILD_TESTS=OFF $(CMAKE_FLAGS)

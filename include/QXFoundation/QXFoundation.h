@@ -5,9 +5,11 @@
 #include <QXFoundation/QXGlobal.h>
 
 #include <QXFoundation/QXBundle.h>
+#include <QXFoundation/QXCancellationToken.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDispatchQueue.h>
 #include <QXFoundation/QXError.h>
+#include <QXFoundation/QXImageCache.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>

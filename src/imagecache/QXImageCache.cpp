@@ -177,7 +177,7 @@ struct QXImageCacheState
 
     void remember(const QString &key, const QImage &image) { memoryCache.setObject(key, image, imageCost(image)); }
 
-    QStringList readOnlyPaths() const
+    std::shared_ptr<const QStringList> readOnlyPaths() const
     {
         std::lock_guard lock(customPathsMutex);
         return customPaths;
@@ -189,7 +189,8 @@ struct QXImageCacheState
         QByteArray data = readRegularFile(QFile::encodeName(appendingPathComponent(diskCachePath, fileName)));
         if (!data.isNull())
             return data;
-        for (const QString &directory : readOnlyPaths()) {
+        const std::shared_ptr<const QStringList> directories = readOnlyPaths();
+        for (const QString &directory : *directories) {
             data = readRegularFile(QFile::encodeName(appendingPathComponent(directory, fileName)));
             if (!data.isNull())
                 return data;
@@ -215,9 +216,12 @@ struct QXImageCacheState
     std::atomic<qint64> maxCacheAge{defaultMaxCacheAge};
     std::atomic<quint64> maxCacheSize{0};
     // Unlike the original design this list has a lock: paths may then be
-    // added while other threads already use the cache.
+    // added while other threads already use the cache. Readers take the
+    // current list; a change makes a new one, so a list once published is
+    // never written again (appending in place to a QStringList that another
+    // thread has just released is a race in Qt's reference counting).
     mutable std::mutex customPathsMutex;
-    QStringList customPaths;
+    std::shared_ptr<const QStringList> customPaths = std::make_shared<const QStringList>();
     // Last, so it is destroyed first: tasks it still runs see the other members.
     mutable QXDispatchQueue queue;
 };
@@ -357,13 +361,17 @@ void QXImageCache::addReadOnlyCachePath(const QString &path)
     if (path.isNull())
         return;
     std::lock_guard lock(d->customPathsMutex);
-    if (!d->customPaths.contains(path))
-        d->customPaths.append(path);
+    if (d->customPaths->contains(path))
+        return;
+    QStringList paths;
+    paths.reserve(d->customPaths->size() + 1);
+    paths << *d->customPaths << path;
+    d->customPaths = std::make_shared<const QStringList>(std::move(paths));
 }
 
 QStringList QXImageCache::customPaths() const
 {
-    return d->readOnlyPaths();
+    return *d->readOnlyPaths();
 }
 
 qint64 QXImageCache::maxCacheAge() const
@@ -562,14 +570,14 @@ void QXImageCache::removeExpiredImagesFromDiskWithCompletionBlock(Completion com
 quint64 QXImageCache::getSize() const
 {
     quint64 size = 0;
-    d->queue.sync([&] { size = d->totalLogicalSize(); });
+    d->queue.sync([state = d.get(), &size] { size = state->totalLogicalSize(); });
     return size;
 }
 
 quint64 QXImageCache::getDiskCount() const
 {
     quint64 count = 0;
-    d->queue.sync([&] { count = d->itemCount(); });
+    d->queue.sync([state = d.get(), &count] { count = state->itemCount(); });
     return count;
 }
 

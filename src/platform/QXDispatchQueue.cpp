@@ -3,14 +3,13 @@
 #include "platform/QXPlatform_p.h"
 
 #include <QCoreApplication>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QThread>
 #include <QThreadPool>
 #include <QTimer>
-#include <QWaitCondition>
 
+#include <condition_variable>
 #include <deque>
+#include <mutex>
 #include <thread>
 
 #include <pthread.h>
@@ -18,8 +17,11 @@
 struct QXDispatchQueue::State
 {
     QString label;
-    QMutex mutex;
-    QWaitCondition wake;
+    // Standard types rather than QMutex/QWaitCondition: ThreadSanitizer
+    // follows them through the C library, but not into an uninstrumented Qt,
+    // whose waits would look like a mutex locked twice.
+    std::mutex mutex;
+    std::condition_variable wake;
     std::deque<std::function<void()>> tasks;
     bool stopping = false;
     std::thread thread;
@@ -45,9 +47,8 @@ QXDispatchQueue::QXDispatchQueue(const QString &label)
         for (;;) {
             std::function<void()> task;
             {
-                QMutexLocker locker(&state->mutex);
-                while (state->tasks.empty() && !state->stopping)
-                    state->wake.wait(&state->mutex);
+                std::unique_lock lock(state->mutex);
+                state->wake.wait(lock, [&] { return !state->tasks.empty() || state->stopping; });
                 if (state->tasks.empty())
                     break;
                 task = std::move(state->tasks.front());
@@ -62,9 +63,9 @@ QXDispatchQueue::QXDispatchQueue(const QString &label)
 QXDispatchQueue::~QXDispatchQueue()
 {
     {
-        QMutexLocker locker(&m_state->mutex);
+        std::lock_guard lock(m_state->mutex);
         m_state->stopping = true;
-        m_state->wake.wakeAll();
+        m_state->wake.notify_all();
     }
     if (isCurrent()) {
         // Released from inside a task: the worker cannot wait for itself. It
@@ -89,9 +90,9 @@ void QXDispatchQueue::async(std::function<void()> task)
 {
     if (!task)
         return;
-    QMutexLocker locker(&m_state->mutex);
+    std::lock_guard lock(m_state->mutex);
     m_state->tasks.push_back(std::move(task));
-    m_state->wake.wakeOne();
+    m_state->wake.notify_one();
 }
 
 void QXDispatchQueue::sync(const std::function<void()> &task)
@@ -105,18 +106,17 @@ void QXDispatchQueue::sync(const std::function<void()> &task)
         task();
         return;
     }
-    QMutex doneMutex;
-    QWaitCondition doneCondition;
+    std::mutex doneMutex;
+    std::condition_variable doneCondition;
     bool done = false;
     async([&] {
         task();
-        QMutexLocker locker(&doneMutex);
+        std::lock_guard lock(doneMutex);
         done = true;
-        doneCondition.wakeAll();
+        doneCondition.notify_all();
     });
-    QMutexLocker locker(&doneMutex);
-    while (!done)
-        doneCondition.wait(&doneMutex);
+    std::unique_lock lock(doneMutex);
+    doneCondition.wait(lock, [&] { return done; });
 }
 
 bool QXDispatch::isMainThread()
@@ -125,24 +125,91 @@ bool QXDispatch::isMainThread()
     return app && QThread::currentThread() == app->thread();
 }
 
+namespace {
+// The main queue's tasks wait in a list of our own, behind a std::mutex, and
+// each call posted to the main thread (by name, so that Qt allocates and
+// frees everything it posts) runs the oldest one. Handing the tasks
+// themselves through Qt's event queue would be just as correct, but
+// ThreadSanitizer cannot see the ordering inside an uninstrumented Qt and
+// reports every hand-over as a race.
+class MainQueue : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit MainQueue(QObject *parent)
+        : QObject(parent)
+    {
+    }
+    ~MainQueue() override { current.store(nullptr, std::memory_order_release); }
+
+    // Created on the main thread with each QCoreApplication, as its child.
+    static inline std::atomic<MainQueue *> current{nullptr};
+
+    void post(std::function<void()> task)
+    {
+        {
+            std::lock_guard lock(mutex);
+            tasks.push_back(std::move(task));
+        }
+        QMetaObject::invokeMethod(this, "runNext", Qt::QueuedConnection);
+    }
+
+public Q_SLOTS:
+    void runNext()
+    {
+        std::function<void()> task;
+        {
+            std::lock_guard lock(mutex);
+            if (tasks.empty())
+                return;
+            task = std::move(tasks.front());
+            tasks.pop_front();
+        }
+        task();
+    }
+
+private:
+    std::mutex mutex;
+    std::deque<std::function<void()>> tasks;
+};
+
+void createMainQueue()
+{
+    MainQueue::current.store(new MainQueue(QCoreApplication::instance()), std::memory_order_release);
+}
+Q_COREAPP_STARTUP_FUNCTION(createMainQueue)
+} // namespace
+
 void QXDispatch::mainAsync(std::function<void()> task)
 {
-    QCoreApplication *app = QCoreApplication::instance();
-    if (!app) {
+    MainQueue *queue = QCoreApplication::instance() ? MainQueue::current.load(std::memory_order_acquire) : nullptr;
+    if (!queue) {
         qCWarning(lcQXFoundation, "QXDispatch::mainAsync: no QCoreApplication; the task is dropped");
         return;
     }
-    QMetaObject::invokeMethod(app, std::move(task), Qt::QueuedConnection);
+    queue->post(std::move(task));
 }
 
 void QXDispatch::mainSync(const std::function<void()> &task)
 {
     QCoreApplication *app = QCoreApplication::instance();
-    if (!app || QThread::currentThread() == app->thread()) {
+    MainQueue *queue = app ? MainQueue::current.load(std::memory_order_acquire) : nullptr;
+    if (!queue || QThread::currentThread() == app->thread()) {
         task();
         return;
     }
-    QMetaObject::invokeMethod(app, task, Qt::BlockingQueuedConnection);
+    std::mutex doneMutex;
+    std::condition_variable doneCondition;
+    bool done = false;
+    queue->post([&] {
+        task();
+        std::lock_guard lock(doneMutex);
+        done = true;
+        doneCondition.notify_all();
+    });
+    std::unique_lock lock(doneMutex);
+    doneCondition.wait(lock, [&] { return done; });
 }
 
 void QXDispatch::mainAfter(double seconds, std::function<void()> task)
@@ -176,3 +243,5 @@ void QXDispatch::backgroundAsync(std::function<void()> task)
         task();
     });
 }
+
+#include "QXDispatchQueue.moc"

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include "ChildProcess.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -76,28 +78,10 @@ SizeAnswer calculateSize(QXImageCache &cache)
     return answer;
 }
 
-struct ToolRun
+ChildRun runTool(const QString &cacheHome, const QStringList &arguments)
 {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-ToolRun runTool(const QString &cacheHome, const QStringList &arguments)
-{
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), cacheHome);
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
-    process.setProcessEnvironment(environment);
-    process.start(qEnvironmentVariable("QX_TOOL"), QStringList{QStringLiteral("cache")} + arguments);
-    ToolRun run;
-    if (!process.waitForFinished(30000))
-        return run;
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = QString::fromUtf8(process.readAllStandardOutput());
-    run.err = QString::fromUtf8(process.readAllStandardError());
-    return run;
+    return runChild(qEnvironmentVariable("QX_TOOL"), QStringList{QStringLiteral("cache")} + arguments,
+                    {QStringLiteral("XDG_CACHE_HOME=") + cacheHome, QStringLiteral("LC_ALL=C")});
 }
 
 } // namespace
@@ -288,10 +272,9 @@ void tst_QXImageCacheMaintenance::threeSizeMeasures()
     QCOMPARE(cache.getDiskCount(), quint64(7));
     const quint64 directories = logicalSize(dir + QStringLiteral("/sub")) + logicalSize(dir + QStringLiteral("/.hd"));
     QCOMPARE(cache.getSize(), quint64(5400) + directories);
-    QProcess du;
-    du.start(QStringLiteral("du"), {QStringLiteral("-sb"), dir});
-    if (du.waitForFinished(10000) && du.exitCode() == 0) { // du counts the directory itself as well
-        const quint64 reference = QString::fromUtf8(du.readAllStandardOutput()).split(QLatin1Char('\t')).first().toULongLong();
+    const ChildRun du = runChild(QStringLiteral("du"), {QStringLiteral("-sb"), dir});
+    if (du.exitCode == 0) { // du counts the directory itself as well
+        const quint64 reference = du.output.split(QLatin1Char('\t')).first().toULongLong();
         QCOMPARE(cache.getSize(), reference - logicalSize(dir));
     }
 
@@ -310,23 +293,23 @@ void tst_QXImageCacheMaintenance::toolCommands()
     const QString dir = home.path() + QStringLiteral("/org.qxfoundation.QXImageCache.tool");
     const QStringList ns{QStringLiteral("--namespace"), QStringLiteral("tool")};
 
-    ToolRun run = runTool(home.path(), QStringList{QStringLiteral("info")} + ns);
+    ChildRun run = runTool(home.path(), QStringList{QStringLiteral("info")} + ns);
     QCOMPARE(run.exitCode, 0);
-    QVERIFY2(run.out.contains(QStringLiteral("directory: ") + dir), qPrintable(run.out));
-    QVERIFY2(run.out.contains(QStringLiteral("files: 0\n")), qPrintable(run.out));
-    QVERIFY2(run.out.contains(QStringLiteral("size: 0 bytes")), qPrintable(run.out));
+    QVERIFY2(run.output.contains(QStringLiteral("directory: ") + dir), qPrintable(run.output));
+    QVERIFY2(run.output.contains(QStringLiteral("files: 0\n")), qPrintable(run.output));
+    QVERIFY2(run.output.contains(QStringLiteral("size: 0 bytes")), qPrintable(run.output));
 
     QVERIFY(makeFile(dir + QStringLiteral("/old"), 8 * day, QByteArray(2048, 'o')));
     QVERIFY(makeFile(dir + QStringLiteral("/new"), 0, QByteArray(1536, 'n')));
     run = runTool(home.path(), QStringList{QStringLiteral("info")} + ns);
     QCOMPARE(run.exitCode, 0);
-    QVERIFY2(run.out.contains(QStringLiteral("files: 2\n")), qPrintable(run.out));
-    QVERIFY2(run.out.contains(QStringLiteral("size: 3584 bytes (3.5 KB)")), qPrintable(run.out));
+    QVERIFY2(run.output.contains(QStringLiteral("files: 2\n")), qPrintable(run.output));
+    QVERIFY2(run.output.contains(QStringLiteral("size: 3584 bytes (3.5 KB)")), qPrintable(run.output));
 
     run = runTool(home.path(), QStringList{QStringLiteral("clean")} + ns);
     QCOMPARE(run.exitCode, 0);
-    QVERIFY2(run.out.contains(QStringLiteral("removed old (2048 bytes)")), qPrintable(run.out));
-    QVERIFY2(!run.out.contains(QStringLiteral("removed new")), qPrintable(run.out));
+    QVERIFY2(run.output.contains(QStringLiteral("removed old (2048 bytes)")), qPrintable(run.output));
+    QVERIFY2(!run.output.contains(QStringLiteral("removed new")), qPrintable(run.output));
     QCOMPARE(listing(dir), QStringList{QStringLiteral("new")});
 
     QVERIFY(makeFile(dir + QStringLiteral("/older"), 3600));
@@ -335,7 +318,7 @@ void tst_QXImageCacheMaintenance::toolCommands()
     QCOMPARE(listing(dir), QStringList{QStringLiteral("new")});
     run = runTool(home.path(), QStringList{QStringLiteral("clean"), QStringLiteral("--max-size"), QStringLiteral("1")} + ns);
     QCOMPARE(run.exitCode, 0);
-    QVERIFY2(run.out.contains(QStringLiteral("removed new")), qPrintable(run.out));
+    QVERIFY2(run.output.contains(QStringLiteral("removed new")), qPrintable(run.output));
     QVERIFY(listing(dir).isEmpty());
 
     QVERIFY(makeFile(dir + QStringLiteral("/sub/x"), 0));
