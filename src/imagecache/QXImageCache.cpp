@@ -215,8 +215,8 @@ struct QXImageCacheState
     QXMemoryCache<QString, QImage> memoryCache;
     std::atomic<qint64> maxCacheAge{defaultMaxCacheAge};
     std::atomic<quint64> maxCacheSize{0};
-    // Unlike the original design this list has a lock: paths may then be
-    // added while other threads already use the cache. Readers take the
+    // Locked, so that paths may be added while other threads already use
+    // the cache. Readers take the
     // current list; a change makes a new one, so a list once published is
     // never written again (appending in place to a QStringList that another
     // thread has just released is a race in Qt's reference counting).
