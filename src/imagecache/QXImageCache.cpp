@@ -216,10 +216,10 @@ struct QXImageCacheState
     std::atomic<qint64> maxCacheAge{defaultMaxCacheAge};
     std::atomic<quint64> maxCacheSize{0};
     // Locked, so that paths may be added while other threads already use
-    // the cache. Readers take the
-    // current list; a change makes a new one, so a list once published is
-    // never written again (appending in place to a QStringList that another
-    // thread has just released is a race in Qt's reference counting).
+    // the cache. Readers take the current list; a change makes a new one,
+    // so a list once published is never written again (appending in place
+    // to a QStringList that another thread has just released is a race in
+    // Qt's reference counting).
     mutable std::mutex customPathsMutex;
     std::shared_ptr<const QStringList> customPaths = std::make_shared<const QStringList>();
     // Last, so it is destroyed first: tasks it still runs see the other members.
