@@ -16,6 +16,7 @@
 #include <QXFoundation/QXColor.h>
 #include <QXFoundation/QXArray.h>
 #include <QXFoundation/QXCollectionTraits.h>
+#include <QXFoundation/QXCancellationToken.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDictionary.h>
 #include <QXFoundation/QXDispatchQueue.h>
@@ -23,6 +24,7 @@
 #include <QXFoundation/QXError.h>
 #include <QXFoundation/QXFileManager.h>
 #include <QXFoundation/QXFileMonitor.h>
+#include <QXFoundation/QXImageCache.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>

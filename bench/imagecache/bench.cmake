@@ -1,0 +1,1 @@
+qx_add_benchmark(bench_imagecache SOURCES bench_imagecache.cpp)

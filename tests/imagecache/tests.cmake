@@ -1,0 +1,2 @@
+qx_add_test(tst_qximagecache SOURCES tst_qximagecache.cpp)
+qx_add_test(tst_qximagecachemaintenance SOURCES tst_qximagecachemaintenance.cpp)
