@@ -4,19 +4,19 @@
 
 #include <QXFoundation/QXGlobal.h>
 
+#include <QXFoundation/QXApplication.h>
+#include <QXFoundation/QXAppStoreLookup.h>
+#include <QXFoundation/QXArray.h>
 #include <QXFoundation/QXBezierPath.h>
 #include <QXFoundation/QXBezierPathUtilities.h>
-#include <QXFoundation/QXAppStoreLookup.h>
-#include <QXFoundation/QXApplication.h>
-#include <QXFoundation/QXBundle.h>
-#include <QXFoundation/QXData.h>
-#include <QXFoundation/QXCalendar.h>
-#include <QXFoundation/QXDateComponents.h>
 #include <QXFoundation/QXBlurEffect.h>
-#include <QXFoundation/QXColor.h>
-#include <QXFoundation/QXArray.h>
-#include <QXFoundation/QXCollectionTraits.h>
+#include <QXFoundation/QXBundle.h>
+#include <QXFoundation/QXCalendar.h>
 #include <QXFoundation/QXCancellationToken.h>
+#include <QXFoundation/QXCollectionTraits.h>
+#include <QXFoundation/QXColor.h>
+#include <QXFoundation/QXData.h>
+#include <QXFoundation/QXDateComponents.h>
 #include <QXFoundation/QXDateFormatter.h>
 #include <QXFoundation/QXDictionary.h>
 #include <QXFoundation/QXDispatchQueue.h>
@@ -24,21 +24,21 @@
 #include <QXFoundation/QXError.h>
 #include <QXFoundation/QXFileManager.h>
 #include <QXFoundation/QXFileMonitor.h>
+#include <QXFoundation/QXImage.h>
 #include <QXFoundation/QXImageCache.h>
+#include <QXFoundation/QXIndexPath.h>
+#include <QXFoundation/QXJSON.h>
 #include <QXFoundation/QXMath.h>
 #include <QXFoundation/QXNotificationCenter.h>
 #include <QXFoundation/QXNumberFormatter.h>
+#include <QXFoundation/QXRange.h>
 #include <QXFoundation/QXRate.h>
 #include <QXFoundation/QXRateDelegate.h>
-#include <QXFoundation/QXIndexPath.h>
-#include <QXFoundation/QXJSON.h>
-#include <QXFoundation/QXRange.h>
+#include <QXFoundation/QXScalableImage.h>
 #include <QXFoundation/QXSortedList.h>
 #include <QXFoundation/QXString.h>
-#include <QXFoundation/QXTimeIntervalFormatter.h>
-#include <QXFoundation/QXImage.h>
-#include <QXFoundation/QXScalableImage.h>
 #include <QXFoundation/QXThreePartImage.h>
+#include <QXFoundation/QXTimeIntervalFormatter.h>
 
 // The library's version as a number: 1.0.
 QXFOUNDATION_EXPORT extern const double QXFoundationVersionNumber;

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs a small application against the library three ways: with
+# Checks that the umbrella header lists every public header, then builds
+# and runs a small application against the library three ways: with
 # find_package() from the build tree, with find_package() from an install
 # prefix, and with pkg-config from that prefix.
 set -euo pipefail
@@ -8,6 +9,16 @@ here=$(cd "$(dirname "$0")" && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 expected="018d16023be51c8939fc73a793564140 1.0"
+
+# Every public header is reachable through the umbrella header.
+include_dir="$here/../../include/QXFoundation"
+for header in "$include_dir"/*.h; do
+    name=$(basename "$header")
+    case "$name" in QXFoundation.h|qxfoundation_export.h) continue ;; esac
+    grep -q "#include <QXFoundation/$name>" "$include_dir/QXFoundation.h" ||
+        { echo "QXFoundation.h does not include $name" >&2; exit 1; }
+done
+echo "umbrella header complete: ok"
 
 cmake --install "$build_dir" --prefix "$scratch/prefix" >/dev/null
 
