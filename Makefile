@@ -34,11 +34,12 @@ asan: deps
 
 # The whole suite under ThreadSanitizer. Qt's libraries are not instrumented:
 # memory calls made inside them are ignored, and the library marks its own
-# hand-offs through Qt (see src/platform/QXTsan_p.h).
+# hand-offs through Qt (see src/platform/QXTsan_p.h). Suites start child
+# processes from threaded ones, which ThreadSanitizer refuses unless told.
 tsan: deps
 	$(GENERATE) -B build-tsan -DQX_SANITIZE=thread
 	cmake --build build-tsan -j $(JOBS)
-	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 ignore_noninstrumented_modules=1" \
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 ignore_noninstrumented_modules=1 die_after_fork=0" \
 		scripts/run-tests.sh build-tsan
 
 bench: bench-deps

@@ -12,8 +12,8 @@
 
 // Every allocation made on the test's thread while `countingAllocations` is
 // set is counted, whether it goes through operator new or straight to malloc
-// (as Qt's containers do). Under AddressSanitizer malloc belongs to the
-// sanitizer, so only operator new is counted there.
+// (as Qt's containers do). Under AddressSanitizer and ThreadSanitizer malloc
+// belongs to the sanitizer, so only operator new is counted there.
 namespace {
 thread_local bool countingAllocations = false;
 std::atomic<int> allocationCount{0};
@@ -43,7 +43,8 @@ void operator delete(void *p, std::size_t) noexcept
     std::free(p);
 }
 
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define QX_COUNT_MALLOC 1
 extern "C" {
 void *__libc_malloc(std::size_t);
 void *__libc_calloc(std::size_t, std::size_t);
@@ -422,7 +423,7 @@ void tst_QXMath::segmentFunctionsDoNotAllocate()
     sink += std::make_unique<QPointF>(s[1])->x();
     countingAllocations = false;
     QVERIFY(allocationCount > 0);
-#if !defined(__SANITIZE_ADDRESS__)
+#ifdef QX_COUNT_MALLOC
     allocationCount = 0;
     countingAllocations = true;
     {
