@@ -1,5 +1,7 @@
 #include <QXFoundation/QXBezierPath.h>
 
+#include "QxPathElements.h"
+
 #include <QPainterPath>
 #include <QTransform>
 #include <QtTest>
@@ -8,30 +10,7 @@
 
 namespace {
 
-using Type = QXBezierPath::ElementType;
-
-QXBezierPath::Element element(Type type, QPointF a = {}, QPointF b = {}, QPointF c = {})
-{
-    return QXBezierPath::Element{type, {a, b, c}};
-}
-QXBezierPath::Element move(QPointF p) { return element(QXBezierPath::MoveToElement, p); }
-QXBezierPath::Element line(QPointF p) { return element(QXBezierPath::LineToElement, p); }
-QXBezierPath::Element curve(QPointF end, QPointF c1, QPointF c2) { return element(QXBezierPath::CurveToElement, c1, c2, end); }
-QXBezierPath::Element close() { return element(QXBezierPath::ClosePathElement); }
-
-QXBezierPath pathOf(const QList<QXBezierPath::Element> &elements)
-{
-    QXBezierPath path;
-    for (const QXBezierPath::Element &e : elements) {
-        switch (e.type) {
-        case QXBezierPath::MoveToElement: path.moveToPoint(e.points[0]); break;
-        case QXBezierPath::LineToElement: path.lineToPoint(e.points[0]); break;
-        case QXBezierPath::CurveToElement: path.curveToPoint(e.points[2], e.points[0], e.points[1]); break;
-        case QXBezierPath::ClosePathElement: path.closePath(); break;
-        }
-    }
-    return path;
-}
+using namespace QxPathElements;
 
 // The points a path passes through, in drawing order, with curves sampled:
 // the reversed path must pass through the same points backwards.

@@ -1,6 +1,8 @@
 #include <QXFoundation/QXBezierPathUtilities.h>
 #include <QXFoundation/QXMath.h>
 
+#include "QxPathElements.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -10,26 +12,7 @@
 
 namespace {
 
-using Element = QXBezierPath::Element;
-
-Element move(QPointF p) { return Element{QXBezierPath::MoveToElement, {p, {}, {}}}; }
-Element line(QPointF p) { return Element{QXBezierPath::LineToElement, {p, {}, {}}}; }
-Element curve(QPointF end, QPointF c1, QPointF c2) { return Element{QXBezierPath::CurveToElement, {c1, c2, end}}; }
-Element close() { return Element{QXBezierPath::ClosePathElement, {}}; }
-
-QXBezierPath pathOf(const QList<Element> &elements)
-{
-    QXBezierPath path;
-    for (const Element &e : elements) {
-        switch (e.type) {
-        case QXBezierPath::MoveToElement: path.moveToPoint(e.points[0]); break;
-        case QXBezierPath::LineToElement: path.lineToPoint(e.points[0]); break;
-        case QXBezierPath::CurveToElement: path.curveToPoint(e.points[2], e.points[0], e.points[1]); break;
-        case QXBezierPath::ClosePathElement: path.closePath(); break;
-        }
-    }
-    return path;
-}
+using namespace QxPathElements;
 
 bool closeTo(QPointF a, QPointF b, qreal tolerance = 1e-7)
 {
