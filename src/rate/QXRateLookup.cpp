@@ -10,6 +10,8 @@
 
 #include <QSslSocket>
 
+#include <openssl/crypto.h>
+
 #include <atomic>
 
 namespace {
@@ -106,7 +108,14 @@ void QXRatePrivate::lookupCompleted(const QXError &error)
 void QXRate::checkForConnectivityInBackground()
 {
     ++lookupsInFlight;
-    QXDispatch::backgroundAsync([job = makeJob(this, d.get())]() mutable { runJob(job); });
+    QXDispatch::backgroundAsync([job = makeJob(this, d.get())]() mutable {
+        runJob(job);
+        // The TLS backend leaves OpenSSL state (random generators, error
+        // queue) on this pool thread. OpenSSL frees it when the thread ends,
+        // but Qt's threads are detached and may end after OpenSSL's own exit
+        // cleanup: free it now, while the pool still owns the thread.
+        OPENSSL_thread_stop();
+    });
 }
 
 void QXRate::checkForConnectivity()
