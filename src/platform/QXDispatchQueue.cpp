@@ -36,11 +36,11 @@ thread_local const void *currentQueue = nullptr;
 
 // std::condition_variable::wait is compiled into libstdc++, which
 // ThreadSanitizer does not watch: the relock inside it is invisible, so it
-// is marked here, before the predicate reads what the notifier wrote.
+// is marked here, before the predicate reads what the notifier wrote. (The
+// caller's own lock is seen: it is taken in instrumented code.)
 template <typename Predicate>
 void waitUntil(std::condition_variable &condition, std::unique_lock<std::mutex> &lock, Predicate predicate)
 {
-    QXTsan::acquire(lock.mutex());
     while (!predicate()) {
         condition.wait(lock);
         QXTsan::acquire(lock.mutex());
